@@ -1,0 +1,173 @@
+#include "batch.h"
+
+#include "console.h"
+#include "engine/pdftools.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QSet>
+#include <QThread>
+
+#include <cmath>
+
+namespace Cli {
+
+bool parseArguments(QCommandLineParser &parser,
+                    const QStringList &args,
+                    const QString &synopsis,
+                    const QString &description)
+{
+    parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
+    parser.setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsOptions);
+    const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")},
+                                  QStringLiteral("Show this help."));
+    parser.addOption(help);
+    parser.setApplicationDescription(description);
+    if (!parser.parse(args)) {
+        throw UsageError{parser.errorText()};
+    }
+    if (parser.isSet(help)) {
+        QString text = parser.helpText();
+        // Qt's first line names the program only; ours shows the whole synopsis.
+        const qsizetype firstBreak = text.indexOf(QLatin1Char('\n'));
+        text = QStringLiteral("Usage: ") + synopsis + text.mid(firstBreak);
+        printResult(text.trimmed());
+        return false;
+    }
+    return true;
+}
+
+void addBatchOptions(QCommandLineParser &parser, bool withProfile)
+{
+    parser.addOption({QStringLiteral("overwrite"),
+                      QStringLiteral("What to do with outputs that exist already: ask (the "
+                                     "default), all or none."),
+                      QStringLiteral("ask|all|none"),
+                      QStringLiteral("ask")});
+    parser.addOption({QStringLiteral("jobs"),
+                      QStringLiteral("Documents processed at once (default: the number of "
+                                     "cores)."),
+                      QStringLiteral("N")});
+    parser.addOption({QStringLiteral("quiet"), QStringLiteral("No progress bar.")});
+    if (withProfile) {
+        parser.addOption({QStringLiteral("profile"),
+                          QStringLiteral("Read the settings from a profile saved by the tool "
+                                         "window; options given here override it."),
+                          QStringLiteral("FILE")});
+    }
+}
+
+BatchOptions readBatchOptions(const QCommandLineParser &parser)
+{
+    BatchOptions options;
+    const QString overwrite = parser.value(QStringLiteral("overwrite"));
+    if (overwrite == QLatin1String("ask")) {
+        options.overwrite = OverwriteMode::Ask;
+    } else if (overwrite == QLatin1String("all")) {
+        options.overwrite = OverwriteMode::All;
+    } else if (overwrite == QLatin1String("none")) {
+        options.overwrite = OverwriteMode::None;
+    } else {
+        throw UsageError{
+            QStringLiteral("--overwrite takes ask, all or none, not \"%1\"").arg(overwrite)};
+    }
+    options.jobs = QThread::idealThreadCount();
+    if (parser.isSet(QStringLiteral("jobs"))) {
+        bool ok = false;
+        options.jobs = parser.value(QStringLiteral("jobs")).toInt(&ok);
+        if (!ok || options.jobs < 1) {
+            throw UsageError{QStringLiteral("--jobs takes a whole number of at least 1, not \"%1\"")
+                                 .arg(parser.value(QStringLiteral("jobs")))};
+        }
+    }
+    options.quiet = parser.isSet(QStringLiteral("quiet"));
+    return options;
+}
+
+double readNumber(const QCommandLineParser &parser, const QString &name)
+{
+    bool ok = false;
+    const QString text = parser.value(name);
+    const double value = text.trimmed().toDouble(&ok);
+    if (!ok || !std::isfinite(value)) {
+        throw UsageError{QStringLiteral("--%1 takes a number, not \"%2\"").arg(name, text)};
+    }
+    return value;
+}
+
+Inputs collectInputs(const QStringList &arguments, bool loadTest)
+{
+    if (arguments.isEmpty()) {
+        throw UsageError{QStringLiteral("no input documents given")};
+    }
+    QStringList given;
+    QStringList paths;
+    QSet<QString> seen;
+    for (const QString &argument : arguments) {
+        const QString path = QDir::cleanPath(QFileInfo(argument).absoluteFilePath());
+        if (!seen.contains(path)) {
+            seen.insert(path);
+            given << argument;
+            paths << path;
+        }
+    }
+    Inputs inputs;
+    if (!loadTest) {
+        inputs.paths = paths;
+        return inputs;
+    }
+    std::vector<PDFTools::LoadStatus> status(size_t(paths.size()));
+    runInOrder(
+        int(paths.size()),
+        QThread::idealThreadCount(),
+        [&](int i) {
+            status[size_t(i)] = PDFTools::LoadTest(paths[i]);
+            return status[size_t(i)] == PDFTools::LoadStatus::Loadable;
+        },
+        [&](int i, bool loadable) {
+            if (loadable) {
+                inputs.paths << paths[i];
+                return;
+            }
+            printError(QStringLiteral("%1 is left out: %2")
+                           .arg(given[i], PDFTools::LoadStatusText(status[size_t(i)])));
+            inputs.anyRejected = true;
+        });
+    if (inputs.paths.isEmpty()) {
+        throw UsageError{QStringLiteral("no input document could be used")};
+    }
+    return inputs;
+}
+
+static Naming::OverwritePass::Question questionFor(OverwriteMode mode)
+{
+    using Naming::OverwriteAnswer;
+    if (mode == OverwriteMode::All) {
+        return [](const QString &) { return OverwriteAnswer::YesToAll; };
+    }
+    if (mode == OverwriteMode::Ask && stdinIsTerminal()) {
+        return askOverwriteOnTerminal;
+    }
+    return [](const QString &) { return OverwriteAnswer::NoToAll; };
+}
+
+OverwritePlanner::OverwritePlanner(OverwriteMode mode)
+    : m_pass(questionFor(mode))
+{}
+
+Naming::OverwriteDecision OverwritePlanner::decide(const QString &path)
+{
+    const auto decision = m_pass.decide(path);
+    if (decision == Naming::OverwriteDecision::Skip) {
+        printError(QStringLiteral("%1 exists already: skipped").arg(path));
+    }
+    return decision;
+}
+
+int finishRun(bool success, const QString &successText, const QString &failureText)
+{
+    printResult(success ? successText : failureText);
+    return success ? ExitSuccess : ExitFailure;
+}
+
+} // namespace Cli

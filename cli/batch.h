@@ -1,0 +1,75 @@
+#pragma once
+
+#include "naming/overwrite.h"
+
+#include <QCommandLineParser>
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+
+// What the batch subcommands share: their options, the load test of their inputs, the overwrite
+// pass and the way a run ends.
+namespace Cli {
+
+// Exit statuses.
+inline constexpr int ExitSuccess = 0;
+inline constexpr int ExitFailure = 1;
+inline constexpr int ExitUsage = 2;
+
+// Thrown by option readers; the subcommand ends with exit status 2 and the reason on stderr.
+struct UsageError
+{
+    QString reason;
+};
+
+// Adds -h/--help and the given options; parses args (the subcommand's name first). Prints help
+// and returns false for --help; throws UsageError on a parse error.
+bool parseArguments(QCommandLineParser &parser,
+                    const QStringList &args,
+                    const QString &synopsis,
+                    const QString &description);
+
+enum class OverwriteMode { Ask, All, None };
+
+struct BatchOptions
+{
+    OverwriteMode overwrite = OverwriteMode::Ask;
+    int jobs = 1;
+    bool quiet = false;
+};
+
+// --overwrite, --jobs, --quiet (and --profile for the tools that have profiles).
+void addBatchOptions(QCommandLineParser &parser, bool withProfile);
+BatchOptions readBatchOptions(const QCommandLineParser &parser);
+
+// A number option, or a UsageError naming the option.
+double readNumber(const QCommandLineParser &parser, const QString &name);
+
+struct Inputs
+{
+    QStringList paths; // absolute, in the order given, each once
+    bool anyRejected = false;
+};
+
+// The positional arguments as documents: each path once, in order. With loadTest, documents
+// that do not open or are encrypted are named on stderr and left out. Throws UsageError when no
+// input is left.
+Inputs collectInputs(const QStringList &arguments, bool loadTest = true);
+
+// The overwrite pass of a run with the --overwrite mode: asks on the terminal (as "none" when
+// standard input is not one) and reports each skip on stderr.
+class OverwritePlanner
+{
+public:
+    explicit OverwritePlanner(OverwriteMode mode);
+    Naming::OverwriteDecision decide(const QString &path);
+
+private:
+    Naming::OverwritePass m_pass;
+};
+
+// The run's completion message as the last line of stdout, and its exit status.
+int finishRun(bool success, const QString &successText, const QString &failureText);
+
+} // namespace Cli

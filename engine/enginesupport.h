@@ -1,0 +1,107 @@
+#pragma once
+
+// Engine-internal helpers around qpdf: opening documents, writing outputs safely, and keeping
+// qpdf's exceptions inside the engine. Only engine/ includes this header.
+
+#include <QLoggingCategory>
+#include <QString>
+#include <QStringList>
+
+#include <qpdf/ClosedFileInputSource.hh>
+#include <qpdf/PDFVersion.hh>
+#include <qpdf/QPDF.hh>
+#include <qpdf/QPDFObjectHandle.hh>
+
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <vector>
+
+Q_DECLARE_LOGGING_CATEGORY(lcEngine)
+
+namespace Engine {
+
+std::string encodePath(const QString &path);
+
+// Runs body and turns anything it throws into a logged failure: qpdf throws on damaged,
+// password-protected and unwritable files, and nothing may leave the engine.
+template <typename Body>
+bool guarded(const char *operation, const QString &path, Body &&body) noexcept
+{
+    try {
+        body();
+        return true;
+    } catch (const std::exception &e) {
+        qCWarning(lcEngine).noquote().nospace() << operation << " " << path << ": " << e.what();
+    } catch (...) {
+        qCWarning(lcEngine).noquote().nospace() << operation << " " << path << ": unknown failure";
+    }
+    return false;
+}
+
+// A document opened for reading. The input is read through a source that can close its file
+// between uses, so a merge of thousands of inputs stays within the open-file limit.
+struct OpenDocument
+{
+    std::unique_ptr<QPDF> pdf;
+    std::shared_ptr<ClosedFileInputSource> input;
+    const std::vector<QPDFObjectHandle> &pages() const { return pdf->getAllPages(); }
+};
+
+enum class OpenFailure { None, Missing, Damaged, Password };
+
+// Opens path; an empty document (no pdf) when it does not open, with the reason in failure.
+// The file stays open until keepOpen(false) is called on the input.
+OpenDocument openDocument(const QString &path, OpenFailure *failure = nullptr);
+
+// qpdf's warnings for the document (repairs and the like) go to the log at info level.
+void logWarnings(QPDF &pdf, const QString &path);
+
+// Keywords are one text in the file: a list is stored joined with ", " and read back by
+// splitting on commas and semicolons and trimming blanks.
+QString joinKeywords(const QStringList &keywords);
+QStringList splitKeywords(const QString &keywords);
+
+// Copies the document information dictionary of source into target.
+void copyDocumentInfo(QPDF &source, QPDF &target);
+
+struct WriteSettings
+{
+    PDFVersion minimumVersion{1, 3};
+    // Same bytes for the same input: the document ID is derived from the content.
+    bool deterministicId = false;
+    // Flush the file to disk before it replaces the target (in-place edits).
+    bool sync = false;
+};
+
+// Writes pdf to a temporary file beside target and renames it over target when complete.
+// Copied streams are written byte for byte. False, with the target untouched and no temporary
+// file left, when anything fails (unwritable folder, full disk, a damaged input stream).
+bool writeDocument(QPDF &pdf, const QString &target, const WriteSettings &settings);
+
+// A temporary file beside a target, renamed over the target by commit(); removed otherwise.
+class PendingOutput
+{
+public:
+    explicit PendingOutput(const QString &target);
+    ~PendingOutput();
+    PendingOutput(const PendingOutput &) = delete;
+    PendingOutput &operator=(const PendingOutput &) = delete;
+
+    // Null when the temporary file could not be created; errorText() says why.
+    FILE *file() const { return m_file; }
+    const std::string &tempPath() const { return m_tempPath; }
+    QString errorText() const { return m_error; }
+    // Closes the file (synced to disk first when asked), gives it the target's permissions
+    // and renames it over the target.
+    bool commit(bool sync);
+
+private:
+    QString m_target;
+    std::string m_tempPath;
+    FILE *m_file = nullptr;
+    bool m_committed = false;
+    QString m_error;
+};
+
+} // namespace Engine

@@ -1,0 +1,376 @@
+// Merge and split: pages are copied as page objects, so their content stays as it is (vector,
+// unchanged, shared fonts and images stored once) and each page keeps its rotation and
+// annotations. Links between copied pages are pointed at the copies.
+
+#include "enginesupport.h"
+#include "pdftools.h"
+
+#include <qpdf/QPDFAcroFormDocumentHelper.hh>
+#include <qpdf/QPDFNameTreeObjectHelper.hh>
+
+#include <map>
+#include <optional>
+#include <sys/resource.h>
+
+using namespace Engine;
+
+namespace {
+
+// Copies pages of source documents to the end of an output, one document at a time, and
+// repairs what copying page by page breaks: link destinations and form fields.
+class PageCopier
+{
+public:
+    explicit PageCopier(QPDF &out)
+        : m_out(out)
+    {}
+
+    // Appends pages first..last-1 of source in order. A page that cannot be copied ends the
+    // document's copy ("Error occurred in creating page"); false then.
+    bool appendPages(QPDF &source, size_t first, size_t last);
+
+private:
+    struct Copy
+    {
+        QPDFObjectHandle source;
+        QPDFObjectHandle copy;
+    };
+    class LinkMapper;
+
+    void copyFormFields(QPDF &source, const std::vector<Copy> &copies);
+    void repairLinks(QPDF &source, const std::vector<Copy> &copies);
+
+    QPDF &m_out;
+    std::unique_ptr<QPDFAcroFormDocumentHelper> m_outForms;
+};
+
+// Maps link destinations of one source document into the output: a destination whose page was
+// copied points at the copy; one whose page was left out goes nowhere (a null page), never to
+// another page. Named destinations are resolved in the source, whose name trees are not copied.
+class PageCopier::LinkMapper
+{
+public:
+    LinkMapper(QPDF &source, const std::vector<Copy> &copies)
+        : m_source(source)
+    {
+        for (const auto &c : copies) {
+            m_copies.emplace(c.source.getObjGen(), c.copy);
+        }
+    }
+
+    // The destination to write in the output, or nothing to leave it as copied.
+    std::optional<QPDFObjectHandle> map(QPDFObjectHandle destination)
+    {
+        if (destination.isName() || destination.isString()) {
+            destination = resolveNamed(destination);
+        }
+        if (destination.isDictionary()) {
+            destination = destination.getKey("/D");
+        }
+        if (!destination.isArray() || destination.getArrayNItems() < 1) {
+            return std::nullopt;
+        }
+        auto target = destination.getArrayItem(0);
+        QPDFObjectHandle page = QPDFObjectHandle::newNull();
+        if (target.isIndirect()) {
+            const auto found = m_copies.find(target.getObjGen());
+            if (found != m_copies.end()) {
+                page = found->second;
+            }
+        } else if (target.isInteger()) {
+            // Some producers give a page index where a page belongs.
+            const auto &pages = m_source.getAllPages();
+            const long long index = target.getIntValue();
+            if (index >= 0 && index < (long long)pages.size()) {
+                const auto found = m_copies.find(pages[size_t(index)].getObjGen());
+                if (found != m_copies.end()) {
+                    page = found->second;
+                }
+            }
+        } else {
+            return std::nullopt;
+        }
+        auto mapped = QPDFObjectHandle::newArray();
+        mapped.appendItem(page);
+        for (int i = 1; i < destination.getArrayNItems(); ++i) {
+            mapped.appendItem(scalarCopy(destination.getArrayItem(i)));
+        }
+        return mapped;
+    }
+
+private:
+    QPDFObjectHandle resolveNamed(QPDFObjectHandle name)
+    {
+        auto root = m_source.getRoot();
+        if (name.isName()) {
+            auto dests = root.getKey("/Dests");
+            return dests.isDictionary() ? dests.getKey(name.getName())
+                                        : QPDFObjectHandle::newNull();
+        }
+        if (!m_nameTree) {
+            auto tree = root.getKey("/Names").isDictionary()
+                            ? root.getKey("/Names").getKey("/Dests")
+                            : QPDFObjectHandle::newNull();
+            if (!tree.isDictionary()) {
+                return QPDFObjectHandle::newNull();
+            }
+            m_nameTree = std::make_unique<QPDFNameTreeObjectHelper>(tree, m_source, false);
+        }
+        QPDFObjectHandle found;
+        if (!m_nameTree->findObject(name.getUTF8Value(), found)) {
+            return QPDFObjectHandle::newNull();
+        }
+        return found;
+    }
+
+    // Destination parameters are numbers, names or null; they are rebuilt in the output.
+    static QPDFObjectHandle scalarCopy(QPDFObjectHandle value)
+    {
+        if (value.isInteger()) {
+            return QPDFObjectHandle::newInteger(value.getIntValue());
+        }
+        if (value.isNumber()) {
+            return QPDFObjectHandle::newReal(value.getNumericValue(), 4);
+        }
+        if (value.isName()) {
+            return QPDFObjectHandle::newName(value.getName());
+        }
+        return QPDFObjectHandle::newNull();
+    }
+
+    QPDF &m_source;
+    std::map<QPDFObjGen, QPDFObjectHandle> m_copies;
+    std::unique_ptr<QPDFNameTreeObjectHelper> m_nameTree;
+};
+
+bool PageCopier::appendPages(QPDF &source, size_t first, size_t last)
+{
+    const auto &pages = source.getAllPages();
+    last = std::min(last, pages.size());
+    std::vector<Copy> copies;
+    copies.reserve(last > first ? last - first : 0);
+    bool complete = true;
+    for (size_t i = first; i < last; ++i) {
+        try {
+            m_out.addPage(pages[i], false);
+            copies.push_back({pages[i], m_out.getAllPages().back()});
+        } catch (const std::exception &e) {
+            qCWarning(lcEngine).noquote().nospace()
+                << "Error occurred in creating page " << (i + 1) << " of "
+                << QString::fromStdString(source.getFilename()) << ": " << e.what();
+            complete = false;
+            break;
+        }
+    }
+    guarded("Cannot copy the form fields of", QString::fromStdString(source.getFilename()), [&] {
+        copyFormFields(source, copies);
+    });
+    guarded("Cannot repair the links of", QString::fromStdString(source.getFilename()), [&] {
+        repairLinks(source, copies);
+    });
+    return complete;
+}
+
+void PageCopier::copyFormFields(QPDF &source, const std::vector<Copy> &copies)
+{
+    QPDFAcroFormDocumentHelper sourceForms(source);
+    if (copies.empty() || !sourceForms.hasAcroForm()) {
+        return;
+    }
+    if (!m_outForms) {
+        m_outForms = std::make_unique<QPDFAcroFormDocumentHelper>(m_out);
+    }
+    for (const auto &c : copies) {
+        m_outForms->fixCopiedAnnotations(c.copy, c.source, sourceForms);
+    }
+}
+
+void PageCopier::repairLinks(QPDF &source, const std::vector<Copy> &copies)
+{
+    std::optional<LinkMapper> mapper;
+    for (auto c : copies) { // qpdf's handles have no const accessors
+        auto sourceAnnots = c.source.getKey("/Annots");
+        auto copyAnnots = c.copy.getKey("/Annots");
+        if (!sourceAnnots.isArray() || !copyAnnots.isArray()
+            || sourceAnnots.getArrayNItems() != copyAnnots.getArrayNItems()) {
+            continue;
+        }
+        for (int i = 0; i < sourceAnnots.getArrayNItems(); ++i) {
+            auto from = sourceAnnots.getArrayItem(i);
+            auto to = copyAnnots.getArrayItem(i);
+            if (!from.isDictionary() || !to.isDictionary()) {
+                continue;
+            }
+            auto action = from.getKey("/A");
+            const bool hasDest = from.hasKey("/Dest");
+            const bool hasGoTo = action.isDictionary()
+                                 && action.getKey("/S").isNameAndEquals("/GoTo")
+                                 && action.hasKey("/D") && to.getKey("/A").isDictionary();
+            if (!hasDest && !hasGoTo) {
+                continue;
+            }
+            if (!mapper) {
+                mapper.emplace(source, copies);
+            }
+            if (hasDest) {
+                if (auto dest = mapper->map(from.getKey("/Dest"))) {
+                    to.replaceKey("/Dest", *dest);
+                }
+            }
+            if (hasGoTo) {
+                if (auto dest = mapper->map(action.getKey("/D"))) {
+                    to.getKey("/A").replaceKey("/D", *dest);
+                }
+            }
+        }
+    }
+}
+
+// Inputs kept open between reading their structure and writing the output; past this many a
+// merge closes them and reopens each briefly while it writes, to stay within the open-file
+// limit.
+size_t openInputBudget()
+{
+    struct rlimit limit;
+    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY) {
+        return 900;
+    }
+    const rlim_t reserve = 64; // the output, Qt, the log and whatever the caller holds
+    return limit.rlim_cur > reserve * 2 ? size_t(limit.rlim_cur - reserve) : size_t(reserve);
+}
+
+} // namespace
+
+bool PDFTools::MergePdfs(const QStringList &paths,
+                         const QString &outputPath,
+                         const MergeProgress &updateProgress)
+{
+    if (paths.isEmpty()) {
+        qCWarning(lcEngine).noquote().nospace() << "Nothing to merge into " << outputPath;
+        return false;
+    }
+    bool result = true;
+    std::vector<OpenDocument> sources; // stream data is read from them while the output is written
+    sources.reserve(size_t(paths.size()));
+    const size_t budget = openInputBudget();
+    size_t openInputs = 0;
+    const bool written = guarded("Cannot merge into", outputPath, [&] {
+        QPDF out;
+        out.setSuppressWarnings(true);
+        out.emptyPDF();
+        PageCopier copier(out);
+        PDFVersion version(1, 3);
+        for (qsizetype i = 0; i < paths.size(); ++i) {
+            auto source = openDocument(paths[i]);
+            if (!source.pdf) {
+                qCWarning(lcEngine).noquote().nospace() << "Cannot open " << paths[i];
+                result = false;
+                continue;
+            }
+            if (updateProgress) {
+                updateProgress(int(i + 1));
+            }
+            if (source.pages().empty()) {
+                qCWarning(lcEngine).noquote().nospace() << "No pages in " << paths[i];
+                result = false;
+            }
+            copier.appendPages(*source.pdf, 0, source.pages().size());
+            version.updateIfGreater(source.pdf->getVersionAsPDFVersion());
+            if (i == 0) {
+                copyDocumentInfo(*source.pdf, out);
+            }
+            if (++openInputs > budget) {
+                source.input->stayOpen(false);
+            }
+            sources.push_back(std::move(source));
+        }
+        if (!writeDocument(out, outputPath, {version})) {
+            result = false;
+        }
+    });
+    return written && result;
+}
+
+struct PdfSource::Private
+{
+    OpenDocument doc;
+};
+
+PdfSource::PdfSource(const QString &path)
+    : m_path(path)
+{
+    auto doc = openDocument(path);
+    if (doc.pdf) {
+        d = std::make_unique<Private>(Private{std::move(doc)});
+    }
+}
+
+PdfSource::~PdfSource() = default;
+
+bool PdfSource::isOpen() const
+{
+    return d != nullptr;
+}
+
+qint64 PdfSource::pageCount() const
+{
+    return d ? qint64(d->doc.pages().size()) : 0;
+}
+
+bool PDFTools::SplitPdf(const QString &path,
+                        const QString &destination,
+                        qint64 startPage,
+                        qint64 stopPage)
+{
+    PdfSource source(path);
+    return SplitPdf(source, destination, startPage, stopPage);
+}
+
+bool PDFTools::SplitPdf(PdfSource &source,
+                        const QString &destination,
+                        qint64 startPage,
+                        qint64 stopPage)
+{
+    if (startPage > stopPage) {
+        qCWarning(lcEngine).noquote().nospace()
+            << "Nothing to split from " << source.path() << ": page " << startPage
+            << " is after page " << stopPage;
+        return false;
+    }
+    bool result = true;
+    const bool written = guarded("Cannot split", source.path(), [&] {
+        QPDF out;
+        out.setSuppressWarnings(true);
+        out.emptyPDF();
+        if (!source.isOpen()) {
+            // The source does not open: the output holds no pages and no attributes.
+            qCWarning(lcEngine).noquote().nospace() << "Cannot open " << source.path();
+            writeDocument(out, destination, {});
+            result = false;
+            return;
+        }
+        QPDF &pdf = *source.d->doc.pdf;
+        const qint64 count = source.pageCount();
+        // Pages outside the document end the copy there: the output keeps the pages before it
+        // and gets no document attributes.
+        const qint64 first = std::max<qint64>(startPage, 1);
+        const qint64 last = std::min(stopPage, count);
+        bool complete = startPage >= 1 && stopPage <= count;
+        if (startPage >= 1 && first <= last) {
+            complete
+                = PageCopier(out).appendPages(pdf, size_t(first - 1), size_t(last)) && complete;
+        }
+        if (!complete) {
+            qCWarning(lcEngine).noquote().nospace()
+                << "Error occurred in creating page: pages " << startPage << " to " << stopPage
+                << " of " << source.path() << " (" << count << " pages)";
+            result = false;
+        } else {
+            copyDocumentInfo(pdf, out);
+        }
+        if (!writeDocument(out, destination, {pdf.getVersionAsPDFVersion(), true})) {
+            result = false;
+        }
+    });
+    return written && result;
+}

@@ -1,0 +1,73 @@
+#pragma once
+
+// Test documents built with qpdf, and a reader that tells what a written document holds: page
+// boxes, rotation, a marker per page, links and the information dictionary.
+
+#include <QList>
+#include <QRectF>
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+
+namespace TestPdf {
+
+struct Page
+{
+    QRectF mediaBox{0, 0, 612, 792}; // x, y (lower-left), width, height in points
+    int rotate = 0;
+    QString marker; // written into the page's content as "% marker:<text>"
+    std::optional<QRectF> cropBox;
+    // A link annotation to this 0-based page of the same document (explicit destination).
+    std::optional<int> linkTo;
+    // A link through a named destination (a string in the /Names /Dests tree) to this page.
+    std::optional<int> namedLinkTo;
+};
+
+struct Document
+{
+    QList<Page> pages;
+    QString title;
+    QString author;
+    QString subject;
+    QString keywords;
+    QString version = QStringLiteral("1.4");
+    // Inherit the first page's media box from the page tree instead of the page.
+    bool inheritMediaBox = false;
+    // An owner password (opens without asking, but is encrypted).
+    bool encrypt = false;
+    // A user password (does not open without it).
+    bool userPassword = false;
+};
+
+// n pages of letter size with markers "p1" ... "pn".
+Document pages(int n, const QString &prefix = QStringLiteral("p"));
+
+void write(const QString &path, const Document &document);
+
+struct ReadPage
+{
+    QRectF mediaBox;
+    std::optional<QRectF> cropBox;
+    int rotate = 0;
+    QString marker;
+    // For each link annotation: the 0-based index of the page it leads to in this document,
+    // -1 when it leads nowhere (null or missing page).
+    QList<int> links;
+};
+
+struct ReadDocument
+{
+    bool opened = false;
+    QString version;
+    QList<ReadPage> pages;
+    QString title;
+    QString author;
+    QString subject;
+    QString keywords;
+    QStringList markers() const;
+};
+
+ReadDocument read(const QString &path);
+
+} // namespace TestPdf

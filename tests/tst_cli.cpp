@@ -1,0 +1,313 @@
+// The command line as a script sees it: the last line of stdout, stderr, the exit status and the
+// files written.
+
+#include "testpdf.h"
+
+#include <QCryptographicHash>
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+
+struct Result
+{
+    int exitCode = -1;
+    QString out;
+    QString err;
+    QString lastLine() const { return out.trimmed().section(QLatin1Char('\n'), -1); }
+};
+
+QByteArray digest(const QString &path)
+{
+    QFile file(path);
+    file.open(QIODevice::ReadOnly);
+    return QCryptographicHash::hash(file.readAll(), QCryptographicHash::Sha256);
+}
+
+} // namespace
+
+class TestCli : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void helpVersionAndUsageErrors_data();
+    void helpVersionAndUsageErrors();
+    void info();
+    void merge();
+    void mergeRejectsAndGuards();
+    void split_data();
+    void split();
+    void splitThatCannotStart_data();
+    void splitThatCannotStart();
+    void overwriteModes_data();
+    void overwriteModes();
+    void sameResultForAnyNumberOfJobs();
+
+private:
+    Result quire(const QStringList &args, const QByteArray &input = {});
+    QString path(const QString &name) const { return m_dir->filePath(name); }
+    std::unique_ptr<QTemporaryDir> m_dir;
+};
+
+void TestCli::init()
+{
+    m_dir = std::make_unique<QTemporaryDir>();
+    QVERIFY(m_dir->isValid());
+}
+
+Result TestCli::quire(const QStringList &args, const QByteArray &input)
+{
+    QProcess process;
+    process.setWorkingDirectory(m_dir->path());
+    process.start(QStringLiteral(QUIRE_BINARY), args);
+    process.write(input);
+    process.closeWriteChannel();
+    process.waitForFinished(120000);
+    Result result;
+    result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    result.out = QString::fromUtf8(process.readAllStandardOutput());
+    result.err = QString::fromUtf8(process.readAllStandardError());
+    return result;
+}
+
+void TestCli::helpVersionAndUsageErrors_data()
+{
+    QTest::addColumn<QStringList>("args");
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QString>("stdoutHas");
+    QTest::addColumn<QString>("stderrHas");
+    QTest::newRow("--help") << QStringList{"--help"} << 0 << "quire merge -o OUTPUT"
+                            << "";
+    QTest::newRow("--version") << QStringList{"--version"} << 0 << "quire 0."
+                               << "";
+    QTest::newRow("split --help") << QStringList{"split", "--help"} << 0 << "--every"
+                                  << "";
+    QTest::newRow("unknown subcommand") << QStringList{"frobnicate"} << 2 << ""
+                                        << "frobnicate";
+    QTest::newRow("unknown option")
+        << QStringList{"merge", "--bogus", "-o", "x.pdf", "a.pdf"} << 2 << ""
+        << "bogus";
+    QTest::newRow("merge without output") << QStringList{"merge", "a.pdf"} << 2 << ""
+                                          << "-o";
+    QTest::newRow("no input left") << QStringList{"merge", "-o", "x.pdf", "nothing.pdf"} << 2 << ""
+                                   << "nothing.pdf";
+    QTest::newRow("--every not a number")
+        << QStringList{"split", "-d", ".", "--every", "ten", "a.pdf"} << 2 << ""
+        << "--every";
+    QTest::newRow("both split modes")
+        << QStringList{"split", "-d", ".", "--every", "2", "--ranges", "1", "a.pdf"} << 2 << ""
+        << "--ranges";
+    QTest::newRow("bad --overwrite")
+        << QStringList{"split", "-d", ".", "--every", "2", "--overwrite", "maybe", "a.pdf"} << 2
+        << ""
+        << "maybe";
+    QTest::newRow("bad --jobs") << QStringList{"merge", "-o", "x.pdf", "--jobs", "0", "a.pdf"} << 2
+                                << ""
+                                << "--jobs";
+}
+
+void TestCli::helpVersionAndUsageErrors()
+{
+    QFETCH(QStringList, args);
+    QFETCH(int, exitCode);
+    QFETCH(QString, stdoutHas);
+    QFETCH(QString, stderrHas);
+    TestPdf::write(path("a.pdf"), TestPdf::pages(2));
+    const Result r = quire(args);
+    QCOMPARE(r.exitCode, exitCode);
+    QVERIFY2(r.out.contains(stdoutHas), qPrintable(r.out));
+    QVERIFY2(r.err.contains(stderrHas), qPrintable(r.err));
+    if (exitCode == 2) {
+        QVERIFY2(r.out.isEmpty(), "a usage error prints nothing on stdout");
+        // One line of reason, after the inputs the load test left out.
+        const QStringList lines = r.err.trimmed().split(QLatin1Char('\n'));
+        QCOMPARE(lines.filter(QStringLiteral("is left out")).size(), lines.size() - 1);
+    }
+}
+
+void TestCli::info()
+{
+    TestPdf::Document titled = TestPdf::pages(3);
+    titled.title = QStringLiteral("Café ☕");
+    titled.keywords = QStringLiteral("a; b, c");
+    TestPdf::write(path("titled.pdf"), titled);
+    TestPdf::Document owner = TestPdf::pages(1);
+    owner.encrypt = true;
+    TestPdf::write(path("owner.pdf"), owner);
+
+    Result r = quire({"info", "--json", "titled.pdf", "owner.pdf", "titled.pdf"});
+    QCOMPARE(r.exitCode, 0);
+    const QJsonArray array = QJsonDocument::fromJson(r.out.toUtf8()).array();
+    QCOMPARE(array.size(), 2); // a path given twice is used once
+    const QJsonObject first = array[0].toObject();
+    QCOMPARE(first[QStringLiteral("path")].toString(), path("titled.pdf"));
+    QCOMPARE(first[QStringLiteral("pages")].toInt(), 3);
+    QCOMPARE(first[QStringLiteral("pageSize")].toString(), QStringLiteral("612 x 792"));
+    QCOMPARE(first[QStringLiteral("title")].toString(), titled.title);
+    QCOMPARE(first[QStringLiteral("keywords")].toArray(),
+             QJsonArray({QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("c")}));
+    QCOMPARE(first[QStringLiteral("bytes")].toInteger(), QFileInfo(path("titled.pdf")).size());
+    QCOMPARE(array[1].toObject()[QStringLiteral("encrypted")].toBool(), true);
+
+    r = quire({"info", "titled.pdf", "missing.pdf"});
+    QCOMPARE(r.exitCode, 1);
+    QVERIFY(r.out.contains(QStringLiteral("Page size: 612 x 792")));
+    QVERIFY(r.err.contains(QStringLiteral("missing.pdf")));
+}
+
+void TestCli::merge()
+{
+    TestPdf::write(path("a.pdf"), TestPdf::pages(2, QStringLiteral("a")));
+    TestPdf::write(path("b.pdf"), TestPdf::pages(1, QStringLiteral("b")));
+    const Result r = quire({"merge", "-o", "all.pdf", "b.pdf", "a.pdf", "b.pdf"});
+    QCOMPARE(r.exitCode, 0);
+    QCOMPARE(r.out, QStringLiteral("PDF document(s) merged successfully.\n"));
+    QCOMPARE(TestPdf::read(path("all.pdf")).markers(), (QStringList{"b1", "a1", "a2"}));
+}
+
+void TestCli::mergeRejectsAndGuards()
+{
+    TestPdf::write(path("a.pdf"), TestPdf::pages(2, QStringLiteral("a")));
+    TestPdf::Document owner = TestPdf::pages(1, QStringLiteral("e"));
+    owner.encrypt = true;
+    TestPdf::write(path("locked.pdf"), owner);
+
+    Result r = quire({"merge", "-o", "all.pdf", "a.pdf", "locked.pdf"});
+    QCOMPARE(r.exitCode, 1);
+    QCOMPARE(r.lastLine(), QStringLiteral("Could not merge PDF documents."));
+    QVERIFY2(r.err.contains(QStringLiteral("locked.pdf")), qPrintable(r.err));
+    QCOMPARE(TestPdf::read(path("all.pdf")).markers(), (QStringList{"a1", "a2"}));
+
+    const QByteArray before = digest(path("a.pdf"));
+    r = quire({"merge", "--overwrite", "all", "-o", "a.pdf", "a.pdf"});
+    QCOMPARE(r.exitCode, 1);
+    QCOMPARE(r.lastLine(), QStringLiteral("Could not merge PDF documents."));
+    QCOMPARE(digest(path("a.pdf")), before);
+}
+
+void TestCli::split_data()
+{
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<QStringList>("files"); // name: markers joined by "+"
+    QTest::newRow("every 2") << QStringList{
+        "--every",
+        "2"} << QStringList{"book(Page1).pdf:p1+p2", "book(Page2).pdf:p3+p4", "book(Page3).pdf:p5"};
+    QTest::newRow("every 2.7 reads as 2")
+        << QStringList{"--every", "2.7"}
+        << QStringList{"book(Page1).pdf:p1+p2", "book(Page2).pdf:p3+p4", "book(Page3).pdf:p5"};
+    QTest::newRow("every beyond the end")
+        << QStringList{"--every", "9"} << QStringList{"book(Page1).pdf:p1+p2+p3+p4+p5"};
+    QTest::newRow("ranges with a plain name")
+        << QStringList{"--ranges", "[4-2],5,5", "--name", "part"}
+        << QStringList{"part (2-4).pdf:p2+p3+p4", "part (5-5).pdf:p5"};
+    QTest::newRow("ranges, default name")
+        << QStringList{"--ranges", "[1-2],9,[4-8]"}
+        << QStringList{"book(Page1).pdf:p1+p2", "book(Page2).pdf:p4+p5"};
+}
+
+void TestCli::split()
+{
+    QFETCH(QStringList, options);
+    QFETCH(QStringList, files);
+    TestPdf::write(path("book.pdf"), TestPdf::pages(5));
+    QDir(m_dir->path()).mkdir(QStringLiteral("out"));
+    const Result r = quire(QStringList{"split", "-d", "out"} + options + QStringList{"book.pdf"});
+    QCOMPARE(r.exitCode, 0);
+    QCOMPARE(r.out, QStringLiteral("PDF document(s) split successfully.\n"));
+    QStringList found;
+    for (const QString &name : QDir(path("out")).entryList(QDir::Files | QDir::Hidden)) {
+        found << name + QLatin1Char(':')
+                     + TestPdf::read(path("out/") + name).markers().join(QLatin1Char('+'));
+    }
+    files.sort();
+    QCOMPARE(found, files);
+}
+
+void TestCli::splitThatCannotStart_data()
+{
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<QString>("reason");
+    QTest::newRow("no interval in a document")
+        << QStringList{"-d", "out", "--ranges", "[20-30]", "short.pdf", "book.pdf"} << "[20-30]";
+    QTest::newRow("every below 1") << QStringList{"-d", "out", "--every", "0", "book.pdf"} << "1";
+}
+
+void TestCli::splitThatCannotStart()
+{
+    QFETCH(QStringList, options);
+    QFETCH(QString, reason);
+    TestPdf::write(path("book.pdf"), TestPdf::pages(25));
+    TestPdf::write(path("short.pdf"), TestPdf::pages(5));
+    QDir(m_dir->path()).mkdir(QStringLiteral("out"));
+    const Result r = quire(QStringList{"split"} + options);
+    QCOMPARE(r.exitCode, 1);
+    QVERIFY2(r.err.contains(reason), qPrintable(r.err));
+    QCOMPARE(QDir(path("out")).entryList(QDir::Files | QDir::Hidden), QStringList());
+}
+
+void TestCli::overwriteModes_data()
+{
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<QByteArray>("answers");
+    QTest::addColumn<bool>("replaced");
+    QTest::newRow("none") << QStringList{"--overwrite", "none"} << QByteArray() << false;
+    QTest::newRow("ask without a terminal") << QStringList{} << QByteArray("y\n") << false;
+    QTest::newRow("all") << QStringList{"--overwrite", "all"} << QByteArray() << true;
+}
+
+void TestCli::overwriteModes()
+{
+    QFETCH(QStringList, options);
+    QFETCH(QByteArray, answers);
+    QFETCH(bool, replaced);
+    TestPdf::write(path("book.pdf"), TestPdf::pages(2));
+    TestPdf::write(path("book(Page1).pdf"), TestPdf::pages(1, QStringLiteral("old")));
+    const Result r
+        = quire(QStringList{"split", "-d", ".", "--every", "1"} + options + QStringList{"book.pdf"},
+                answers);
+    QCOMPARE(r.exitCode, 0);
+    QCOMPARE(TestPdf::read(path("book(Page1).pdf")).markers(),
+             QStringList{replaced ? "p1" : "old1"});
+    QCOMPARE(TestPdf::read(path("book(Page2).pdf")).markers(), QStringList{"p2"});
+    QCOMPARE(r.err.contains(QStringLiteral("skipped")), !replaced);
+}
+
+void TestCli::sameResultForAnyNumberOfJobs()
+{
+    QStringList inputs;
+    for (int i = 0; i < 5; ++i) {
+        inputs << QStringLiteral("doc%1.pdf").arg(i);
+        TestPdf::write(path(inputs.back()), TestPdf::pages(3 + i, QStringLiteral("d%1-").arg(i)));
+    }
+    inputs << QStringLiteral("missing.pdf");
+    QList<Result> results;
+    QList<QList<QByteArray>> digests;
+    for (const QString jobs : {"1", "3"}) {
+        const QString out = QStringLiteral("out") + jobs;
+        QDir(m_dir->path()).mkdir(out);
+        results << quire(QStringList{"split", "-d", out, "--every", "2", "--jobs", jobs} + inputs);
+        QList<QByteArray> files;
+        for (const QString &name : QDir(path(out)).entryList(QDir::Files)) {
+            files << name.toUtf8() + digest(path(out + QLatin1Char('/') + name));
+        }
+        digests << files;
+    }
+    QCOMPARE(results[0].exitCode, 1); // a missing input fails the run
+    QCOMPARE(results[0].lastLine(), QStringLiteral("Could not split PDF document(s)."));
+    QCOMPARE(results[1].exitCode, results[0].exitCode);
+    QCOMPARE(results[1].out, results[0].out);
+    QCOMPARE(results[1].err, results[0].err);
+    QCOMPARE(digests[0].size(), 2 + 2 + 3 + 3 + 4);
+    QCOMPARE(digests[1], digests[0]);
+}
+
+QTEST_GUILESS_MAIN(TestCli)
+#include "tst_cli.moc"
