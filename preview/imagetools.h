@@ -1,0 +1,43 @@
+#pragma once
+
+#include <QImage>
+#include <QString>
+
+#include "engine/pdftools.h"
+
+// Page images for the previews, and the two small image operations the watermark uses. Pure
+// functions of their arguments and the file on disk: any thread may call them. A file that does
+// not open or a page outside the document gives a null image, never a crash.
+class ImageTools
+{
+public:
+    ImageTools() = default;
+
+    // Pixels per point of every page image (288 dpi).
+    static constexpr int Scale = 4;
+
+    // The page with the 0-based index at 4 pixels per point, opaque on white, annotations drawn,
+    // as displayed (a rotated page comes out rotated).
+    static QImage PDFPageToImageWithPdfPath(const QString &path, qint64 page);
+
+    // The page (1-based) with everything outside the rectangle (points, origin at the lower-left
+    // corner of the displayed page) dimmed by a 60 % black layer.
+    static QImage DrawCropRectangleOnPageWithPdfPath(const QString &path,
+                                                     qint64 page,
+                                                     double originX,
+                                                     double originY,
+                                                     double width,
+                                                     double height);
+
+    // The image turned by degrees (counter-clockwise, y up) about its centre, on a transparent
+    // canvas just large enough to hold it; the image itself for exactly 0 and 360.
+    static QImage RotateImage(const QImage &image, double degrees);
+
+    // The image stretched to exactly width x height pixels.
+    static QImage ResizeImage(const QImage &image, double width, double height);
+
+    // The page (1-based) with the watermarks drawn on it as the Watermark window previews them.
+    static QImage DrawWatermarkPreview(const QString &path,
+                                       qint64 currentPage,
+                                       const WatermarkSettings &settings);
+};
