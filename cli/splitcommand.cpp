@@ -134,23 +134,50 @@ int splitCommand(const QStringList &args)
     // Documents that write the same file go one after the other, so the last one listed wins
     // whatever the number of jobs.
     const int jobs = shared ? 1 : options.jobs;
+
+    // The work, in output order: a document's intervals, or with fewer documents than jobs, a
+    // long document's intervals in as many runs as there are jobs, each run reading the
+    // document once, so that every core has work.
+    struct Unit
+    {
+        qsizetype document;
+        size_t first; // outputs first..last-1 of the document's plan
+        size_t last;
+    };
+    constexpr size_t shortest = 16;
+    std::vector<Unit> units;
+    for (qsizetype i = 0; i < inputs.paths.size(); ++i) {
+        const size_t outputs = plans[size_t(i)].size();
+        const size_t runs = inputs.paths.size() < jobs && outputs >= 2 * shortest
+                                ? std::min(size_t(jobs), outputs / shortest)
+                                : 1;
+        for (size_t r = 0; r < runs; ++r) {
+            units.push_back({i, outputs * r / runs, outputs * (r + 1) / runs});
+        }
+    }
+
     ProgressBar bar(QStringLiteral("split"), totalOutputs, options.quiet);
     std::mutex barMutex;
     bool success = !inputs.anyRejected;
     runInOrder(
-        int(inputs.paths.size()),
+        int(units.size()),
         jobs,
-        [&](int i) {
-            const auto &plan = plans[size_t(i)];
-            bool result = true;
-            PdfSource source(inputs.paths[i]);
+        [&](int u) {
+            const Unit &unit = units[size_t(u)];
+            const QString &path = inputs.paths[unit.document];
+            const auto &plan = plans[size_t(unit.document)];
+            PdfSource source(path);
             if (source.pageCount() == 0) {
-                qCWarning(lcCli).noquote().nospace() << inputs.paths[i] << " has no pages to split";
+                if (unit.first == 0) {
+                    qCWarning(lcCli).noquote().nospace() << path << " has no pages to split";
+                }
                 std::lock_guard lock(barMutex);
-                bar.advance(qint64(plan.size()));
+                bar.advance(qint64(unit.last - unit.first));
                 return false;
             }
-            for (const auto &output : plan) {
+            bool result = true;
+            for (size_t k = unit.first; k < unit.last; ++k) {
+                const PlannedOutput &output = plan[k];
                 if (output.decision == Naming::OverwriteDecision::Skip) {
                     // left as it is
                 } else if (Naming::OverwritesInput(output.path, inputs.paths)) {

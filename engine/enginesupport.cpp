@@ -1,5 +1,6 @@
 #include "enginesupport.h"
 
+#include <QCryptographicHash>
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
@@ -18,12 +19,14 @@ Q_LOGGING_CATEGORY(lcEngine, "quire.engine", QtWarningMsg)
 
 namespace Engine {
 
+static bool stampDocumentId(FILE *file);
+
 std::string encodePath(const QString &path)
 {
     return QFile::encodeName(path).toStdString();
 }
 
-OpenDocument openDocument(const QString &path, OpenFailure *failure)
+OpenDocument openDocument(const QString &path, OpenFailure *failure, bool readPages)
 {
     OpenDocument doc;
     OpenFailure reason = OpenFailure::None;
@@ -38,7 +41,9 @@ OpenDocument openDocument(const QString &path, OpenFailure *failure)
             auto input = std::make_shared<ClosedFileInputSource>(encodePath(path).c_str());
             input->stayOpen(true);
             pdf->processInputSource(input);
-            pdf->getAllPages(); // a page tree that cannot be read means the document does not open
+            if (readPages) {
+                pdf->getAllPages();
+            }
             logWarnings(*pdf, path);
             doc.pdf = std::move(pdf);
             doc.input = std::move(input);
@@ -58,6 +63,21 @@ OpenDocument openDocument(const QString &path, OpenFailure *failure)
         *failure = reason;
     }
     return doc;
+}
+
+PDFVersion versionOf(QPDF &pdf)
+{
+    const std::string text = pdf.getPDFVersion();
+    const auto dot = text.find('.');
+    int major = 1;
+    int minor = 3;
+    try {
+        major = std::stoi(text.substr(0, dot));
+        minor = dot == std::string::npos ? 0 : std::stoi(text.substr(dot + 1));
+    } catch (const std::exception &) {
+        return PDFVersion(1, 3);
+    }
+    return PDFVersion(major, minor, pdf.getExtensionLevel());
 }
 
 void logWarnings(QPDF &pdf, const QString &path)
@@ -127,11 +147,15 @@ bool writeDocument(QPDF &pdf, const QString &target, const WriteSettings &settin
         writer.setDecodeLevel(qpdf_dl_none);
         writer.setPreserveEncryption(false);
         writer.setMinimumPDFVersion(settings.minimumVersion);
-        writer.setDeterministicID(settings.deterministicId);
+        // A placeholder ID, replaced below by one derived from the written bytes.
+        writer.setStaticID(true);
         writer.write();
     });
     if (!written) {
         return false;
+    }
+    if (!stampDocumentId(output.file())) {
+        qCInfo(lcEngine).noquote().nospace() << "No document ID written into " << target;
     }
     if (!output.commit(settings.sync)) {
         qCWarning(lcEngine).noquote().nospace()
@@ -164,6 +188,54 @@ static mode_t processUmask()
     return mask;
 }
 
+// The same document gets the same ID, so a run gives the same bytes however it is scheduled. qpdf
+// can derive the ID from a digest of the whole output, but that costs a fifth of a split's time;
+// the size, the beginning and the end of the file (whose cross-reference offsets depend on every
+// object) identify a document as well. The ID qpdf wrote is a fixed placeholder in the trailer.
+static bool stampDocumentId(FILE *file)
+{
+    static constexpr QLatin1String placeholder("<31415926535897932384626433832795>");
+    static constexpr qint64 sample = 8 * 1024;
+    if (std::fflush(file) != 0) {
+        return false;
+    }
+    const int fd = ::fileno(file);
+    struct stat info;
+    if (::fstat(fd, &info) != 0) {
+        return false;
+    }
+    const qint64 size = info.st_size;
+    const auto readAt = [fd](qint64 offset, qint64 length) {
+        QByteArray bytes(length, Qt::Uninitialized);
+        const ssize_t got = ::pread(fd, bytes.data(), size_t(length), off_t(offset));
+        bytes.resize(got < 0 ? 0 : qsizetype(got));
+        return bytes;
+    };
+    const qint64 tailStart = std::max<qint64>(0, size - sample);
+    const QByteArray head = readAt(0, std::min(sample, size));
+    const QByteArray tail = readAt(tailStart, size - tailStart);
+    // The trailer, or the dictionary of the cross-reference stream, is at the end.
+    const qsizetype idKey = tail.lastIndexOf("/ID [");
+    if (idKey < 0) {
+        return false;
+    }
+    QCryptographicHash digest(QCryptographicHash::Md5);
+    digest.addData(QByteArray::number(size));
+    digest.addData(head);
+    digest.addData(tail);
+    const QByteArray id = '<' + digest.result().toHex() + '>';
+    bool stamped = false;
+    for (qsizetype at = tail.indexOf(placeholder.data(), idKey);
+         at >= 0 && at < idKey + 5 + 2 * placeholder.size();
+         at = tail.indexOf(placeholder.data(), at + 1)) {
+        if (::pwrite(fd, id.constData(), size_t(id.size()), off_t(tailStart + at)) != id.size()) {
+            return false;
+        }
+        stamped = true;
+    }
+    return stamped;
+}
+
 static QString errnoText(int error)
 {
     return QString::fromLocal8Bit(std::strerror(error));
@@ -182,7 +254,10 @@ PendingOutput::PendingOutput(const QString &target)
         m_tempPath.clear();
         return;
     }
-    m_file = ::fdopen(fd, "wb");
+    m_file = ::fdopen(fd, "w+b"); // read back to derive the document ID
+    if (m_file) {
+        std::setvbuf(m_file, nullptr, _IOFBF, 256 * 1024);
+    }
     if (!m_file) {
         m_error = errnoText(errno);
         ::close(fd);

@@ -51,8 +51,15 @@ struct OpenDocument
 enum class OpenFailure { None, Missing, Damaged, Password };
 
 // Opens path; an empty document (no pdf) when it does not open, with the reason in failure.
-// The file stays open until keepOpen(false) is called on the input.
-OpenDocument openDocument(const QString &path, OpenFailure *failure = nullptr);
+// With readPages, a page tree that cannot be read also means the document does not open.
+// The file stays open until stayOpen(false) is called on the input.
+OpenDocument openDocument(const QString &path,
+                          OpenFailure *failure = nullptr,
+                          bool readPages = true);
+
+// The document's PDF version. (qpdf's own getVersionAsPDFVersion compiles a regular expression
+// on every call, which costs more than copying a small document's pages.)
+PDFVersion versionOf(QPDF &pdf);
 
 // qpdf's warnings for the document (repairs and the like) go to the log at info level.
 void logWarnings(QPDF &pdf, const QString &path);
@@ -68,14 +75,12 @@ void copyDocumentInfo(QPDF &source, QPDF &target);
 struct WriteSettings
 {
     PDFVersion minimumVersion{1, 3};
-    // Same bytes for the same input: the document ID is derived from the content.
-    bool deterministicId = false;
     // Flush the file to disk before it replaces the target (in-place edits).
     bool sync = false;
 };
 
 // Writes pdf to a temporary file beside target and renames it over target when complete.
-// Copied streams are written byte for byte. False, with the target untouched and no temporary
+// Copied streams are written byte for byte; the same document is written as the same bytes. False, with the target untouched and no temporary
 // file left, when anything fails (unwritable folder, full disk, a damaged input stream).
 bool writeDocument(QPDF &pdf, const QString &target, const WriteSettings &settings);
 

@@ -135,8 +135,9 @@ QDateTime PDFTools::DocumentCreationDateWithPath(const QString &path)
 
 PDFTools::LoadStatus PDFTools::LoadTest(const QString &path)
 {
+    // Opening is the test: the pages are read by whatever works on the document next.
     OpenFailure failure = OpenFailure::None;
-    const auto doc = openDocument(path, &failure);
+    const auto doc = openDocument(path, &failure, false);
     return statusOf(doc, failure);
 }
 

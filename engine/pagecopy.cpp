@@ -275,7 +275,7 @@ bool PDFTools::MergePdfs(const QStringList &paths,
                 result = false;
             }
             copier.appendPages(*source.pdf, 0, source.pages().size());
-            version.updateIfGreater(source.pdf->getVersionAsPDFVersion());
+            version.updateIfGreater(versionOf(*source.pdf));
             if (i == 0) {
                 copyDocumentInfo(*source.pdf, out);
             }
@@ -368,7 +368,7 @@ bool PDFTools::SplitPdf(PdfSource &source,
         } else {
             copyDocumentInfo(pdf, out);
         }
-        if (!writeDocument(out, destination, {pdf.getVersionAsPDFVersion(), true})) {
+        if (!writeDocument(out, destination, {versionOf(pdf)})) {
             result = false;
         }
     });
