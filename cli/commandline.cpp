@@ -25,6 +25,7 @@ const Subcommand subcommands[] = {
     {"info", infoCommand, false},
     {"merge", mergeCommand, false},
     {"split", splitCommand, false},
+    {"render", renderCommand, false},
 };
 
 const Subcommand *findSubcommand(const char *name)
@@ -46,6 +47,7 @@ const char *usage()
            "  quire info [--json] FILE...\n"
            "  quire merge -o OUTPUT INPUT...\n"
            "  quire split -d DIR (--every N | --ranges EXPR) [--name TEMPLATE] INPUT...\n"
+           "  quire render FILE [--page N] -o OUT.png   the page as the preview shows it\n"
            "  quire --help | quire SUBCOMMAND --help | quire --version\n"
            "\n"
            "Batch options: --overwrite ask|all|none, --jobs N, --quiet.\n"

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QCommandLineParser>
+#include <QImage>
 #include <QStringList>
 
 // One function per subcommand; args holds the subcommand's name and its arguments. Each returns
@@ -9,5 +11,17 @@ namespace Cli {
 int infoCommand(const QStringList &args);
 int mergeCommand(const QStringList &args);
 int splitCommand(const QStringList &args);
+int renderCommand(const QStringList &args);
+
+// Shared by the commands that write page images.
+
+// A page number option (from 1), or a UsageError naming the option.
+qint64 readPageNumber(const QCommandLineParser &parser, const QString &name);
+// The absolute path given with -o, or a UsageError.
+QString readOutputImage(const QCommandLineParser &parser);
+// When page (1-based) of path cannot be had, names the reason on stderr and returns true.
+bool explainMissingPage(const QString &path, qint64 page);
+// Writes the image as PNG (through a temporary file); the reason on stderr when it cannot.
+bool writeImage(const QImage &image, const QString &output);
 
 } // namespace Cli

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "engine/pdftools.h"
+
 #include <QImage>
 #include <QString>
-
-#include "engine/pdftools.h"
 
 // Page images for the previews, and the two small image operations the watermark uses. Pure
 // functions of their arguments and the file on disk: any thread may call them. A file that does

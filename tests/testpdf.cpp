@@ -70,10 +70,10 @@ void write(const QString &path, const Document &document)
         if (!(document.inheritMediaBox && made.empty())) {
             dict.replaceKey("/MediaBox", rectangle(page.mediaBox));
         }
-        if (page.rotate) {
+        if (page.rotate && !page.inheritBoxes) {
             dict.replaceKey("/Rotate", QPDFObjectHandle::newInteger(page.rotate));
         }
-        if (page.cropBox) {
+        if (page.cropBox && !page.inheritBoxes) {
             dict.replaceKey("/CropBox", rectangle(*page.cropBox));
         }
         const std::string content
@@ -87,6 +87,29 @@ void write(const QString &path, const Document &document)
     if (document.inheritMediaBox && !document.pages.isEmpty()) {
         pdf.getRoot().getKey("/Pages").replaceKey("/MediaBox",
                                                   rectangle(document.pages.front().mediaBox));
+    }
+    // Pages that inherit their rotation and crop box get a node of their own in the page tree.
+    auto root = pdf.getRoot().getKey("/Pages");
+    auto kids = root.getKey("/Kids");
+    for (int i = 0; i < document.pages.size(); ++i) {
+        const Page &page = document.pages[i];
+        if (!page.inheritBoxes) {
+            continue;
+        }
+        auto node = QPDFObjectHandle::newDictionary();
+        node.replaceKey("/Type", QPDFObjectHandle::newName("/Pages"));
+        node.replaceKey("/Kids", QPDFObjectHandle::newArray({made[size_t(i)]}));
+        node.replaceKey("/Count", QPDFObjectHandle::newInteger(1));
+        node.replaceKey("/Parent", root);
+        if (page.rotate) {
+            node.replaceKey("/Rotate", QPDFObjectHandle::newInteger(page.rotate));
+        }
+        if (page.cropBox) {
+            node.replaceKey("/CropBox", rectangle(*page.cropBox));
+        }
+        node = pdf.makeIndirectObject(node);
+        made[size_t(i)].replaceKey("/Parent", node);
+        kids.setArrayItem(i, node);
     }
     std::map<std::string, QPDFObjectHandle> names;
     for (int i = 0; i < document.pages.size(); ++i) {
@@ -110,6 +133,27 @@ void write(const QString &path, const Document &document)
             annots.appendItem(annot);
             names[name] = QPDFObjectHandle::parse("[null /Fit]");
             names[name].setArrayItem(0, made[size_t(*page.namedLinkTo)]);
+        }
+        if (page.redStamp) {
+            const QRectF &r = *page.redStamp;
+            auto appearance
+                = QPDFObjectHandle::newStream(&pdf,
+                                              QStringLiteral("1 0 0 rg 0 0 %1 %2 re f\n")
+                                                  .arg(r.width())
+                                                  .arg(r.height())
+                                                  .toStdString());
+            auto dict = appearance.getDict();
+            dict.replaceKey("/Type", QPDFObjectHandle::newName("/XObject"));
+            dict.replaceKey("/Subtype", QPDFObjectHandle::newName("/Form"));
+            dict.replaceKey("/BBox", rectangle({0, 0, r.width(), r.height()}));
+            auto ap = QPDFObjectHandle::newDictionary();
+            ap.replaceKey("/N", appearance);
+            auto annot = QPDFObjectHandle::newDictionary();
+            annot.replaceKey("/Type", QPDFObjectHandle::newName("/Annot"));
+            annot.replaceKey("/Subtype", QPDFObjectHandle::newName("/Square"));
+            annot.replaceKey("/Rect", rectangle(r));
+            annot.replaceKey("/AP", ap);
+            annots.appendItem(pdf.makeIndirectObject(annot));
         }
         if (annots.getArrayNItems() > 0) {
             made[size_t(i)].replaceKey("/Annots", annots);

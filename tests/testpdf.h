@@ -22,6 +22,11 @@ struct Page
     std::optional<int> linkTo;
     // A link through a named destination (a string in the /Names /Dests tree) to this page.
     std::optional<int> namedLinkTo;
+    // A square annotation over this rectangle (points) whose appearance fills it red.
+    std::optional<QRectF> redStamp;
+    // Inherit /Rotate and /CropBox from the page tree instead of the page (a tree of one node
+    // per page).
+    bool inheritBoxes = false;
 };
 
 struct Document

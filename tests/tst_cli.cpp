@@ -6,6 +6,7 @@
 #include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
+#include <QImage>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -51,6 +52,9 @@ private slots:
     void overwriteModes();
     void sameResultForAnyNumberOfJobs_data();
     void sameResultForAnyNumberOfJobs();
+    void render();
+    void renderFailures_data();
+    void renderFailures();
 
 private:
     Result quire(const QStringList &args, const QByteArray &input = {});
@@ -326,6 +330,61 @@ void TestCli::sameResultForAnyNumberOfJobs()
     QCOMPARE(results[1].err, results[0].err);
     QCOMPARE(digests[0].size(), outputs);
     QCOMPARE(digests[1], digests[0]);
+}
+
+void TestCli::render()
+{
+    TestPdf::Document document = TestPdf::pages(3);
+    document.pages[1].rotate = 90;
+    TestPdf::write(path("doc.pdf"), document);
+    Result r = quire({"render", "doc.pdf", "--page", "2", "-o", "page.png"});
+    QCOMPARE(r.exitCode, 0);
+    QCOMPARE(r.out, QString());
+    QImage image(path("page.png"));
+    QCOMPARE(image.size(), QSize(3168, 2448));
+    QCOMPARE(image.pixel(240, 240), qRgb(0, 0, 255)); // the marker square, turned as shown
+    QCOMPARE(image.dotsPerMeterX(), 11339);           // 288 dpi
+
+    r = quire({"render", "doc.pdf", "-o", "first.png"});
+    QCOMPARE(r.exitCode, 0);
+    QCOMPARE(QImage(path("first.png")).size(), QSize(2448, 3168));
+}
+
+void TestCli::renderFailures_data()
+{
+    QTest::addColumn<QStringList>("args");
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QString>("reason");
+    QTest::newRow("page beyond the end")
+        << QStringList{"render", "doc.pdf", "--page", "4", "-o", "page.png"} << 1
+        << "has no page 4 (it has 3)";
+    QTest::newRow("missing document")
+        << QStringList{"render", "missing.pdf", "-o", "page.png"} << 1 << "missing.pdf";
+    QTest::newRow("user password")
+        << QStringList{"render", "locked.pdf", "-o", "page.png"} << 1 << "password";
+    QTest::newRow("folder missing")
+        << QStringList{"render", "doc.pdf", "-o", "no/page.png"} << 1 << "cannot write";
+    QTest::newRow("page 0") << QStringList{"render", "doc.pdf", "--page", "0", "-o", "page.png"}
+                            << 2 << "--page";
+    QTest::newRow("no output") << QStringList{"render", "doc.pdf"} << 2 << "-o";
+    QTest::newRow("two documents")
+        << QStringList{"render", "doc.pdf", "doc.pdf", "-o", "page.png"} << 2 << "one document";
+}
+
+void TestCli::renderFailures()
+{
+    QFETCH(QStringList, args);
+    QFETCH(int, exitCode);
+    QFETCH(QString, reason);
+    TestPdf::write(path("doc.pdf"), TestPdf::pages(3));
+    TestPdf::Document locked = TestPdf::pages(1);
+    locked.userPassword = true;
+    TestPdf::write(path("locked.pdf"), locked);
+    const Result r = quire(args);
+    QCOMPARE(r.exitCode, exitCode);
+    QVERIFY2(r.err.contains(reason), qPrintable(r.err));
+    QCOMPARE(QDir(m_dir->path()).entryList(QDir::Files | QDir::Hidden),
+             (QStringList{"doc.pdf", "locked.pdf"}));
 }
 
 QTEST_GUILESS_MAIN(TestCli)
