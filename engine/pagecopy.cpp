@@ -11,10 +11,49 @@
 #include <map>
 #include <optional>
 #include <sys/resource.h>
+#include <unordered_map>
 
 using namespace Engine;
 
 namespace {
+
+// The named destinations of a source document, read once for all its links (and all the
+// outputs a split makes of it): looking each name up in the name tree costs a third of a merge
+// of a document with many links.
+class NamedDestinations
+{
+public:
+    explicit NamedDestinations(QPDF &source)
+        : m_source(source)
+    {}
+
+    // The destination a name or string stands for; null when there is none.
+    QPDFObjectHandle find(QPDFObjectHandle name)
+    {
+        if (name.isName()) {
+            auto dests = m_source.getRoot().getKey("/Dests");
+            return dests.isDictionary() ? dests.getKey(name.getName())
+                                        : QPDFObjectHandle::newNull();
+        }
+        if (!m_read) {
+            m_read = true;
+            auto names = m_source.getRoot().getKey("/Names");
+            auto tree = names.isDictionary() ? names.getKey("/Dests") : QPDFObjectHandle::newNull();
+            if (tree.isDictionary()) {
+                for (auto [key, value] : QPDFNameTreeObjectHelper(tree, m_source, false)) {
+                    m_strings.emplace(key, value);
+                }
+            }
+        }
+        const auto found = m_strings.find(name.getUTF8Value());
+        return found == m_strings.end() ? QPDFObjectHandle::newNull() : found->second;
+    }
+
+private:
+    QPDF &m_source;
+    bool m_read = false;
+    std::unordered_map<std::string, QPDFObjectHandle> m_strings;
+};
 
 // Copies pages of source documents to the end of an output, one document at a time, and
 // repairs what copying page by page breaks: link destinations and form fields.
@@ -27,7 +66,7 @@ public:
 
     // Appends pages first..last-1 of source in order. A page that cannot be copied ends the
     // document's copy ("Error occurred in creating page"); false then.
-    bool appendPages(QPDF &source, size_t first, size_t last);
+    bool appendPages(QPDF &source, NamedDestinations &names, size_t first, size_t last);
 
 private:
     struct Copy
@@ -38,7 +77,7 @@ private:
     class LinkMapper;
 
     void copyFormFields(QPDF &source, const std::vector<Copy> &copies);
-    void repairLinks(QPDF &source, const std::vector<Copy> &copies);
+    void repairLinks(QPDF &source, NamedDestinations &names, const std::vector<Copy> &copies);
 
     QPDF &m_out;
     std::unique_ptr<QPDFAcroFormDocumentHelper> m_outForms;
@@ -50,19 +89,34 @@ private:
 class PageCopier::LinkMapper
 {
 public:
-    LinkMapper(QPDF &source, const std::vector<Copy> &copies)
+    LinkMapper(QPDF &source, NamedDestinations &names, const std::vector<Copy> &copies)
         : m_source(source)
+        , m_names(names)
     {
         for (const auto &c : copies) {
             m_copies.emplace(c.source.getObjGen(), c.copy);
         }
     }
 
-    // The destination to write in the output, or nothing to leave it as copied.
-    std::optional<QPDFObjectHandle> map(QPDFObjectHandle destination)
+    // The destination to write in the output for a source destination that qpdf copied as
+    // copied; nothing when the copy stands (qpdf itself points a destination at a page copied
+    // before the link, and leaves it null otherwise).
+    std::optional<QPDFObjectHandle> map(QPDFObjectHandle destination, QPDFObjectHandle copied)
     {
+        if (destination.isArray() && destination.getArrayNItems() > 0
+            && destination.getArrayItem(0).isIndirect()) {
+            if (!copied.isArray() || copied.getArrayNItems() < 1
+                || copied.getArrayItem(0).isIndirect()) {
+                return std::nullopt;
+            }
+            // The link came before its target: point the copied destination at the copy.
+            if (auto page = copyOf(destination.getArrayItem(0))) {
+                copied.setArrayItem(0, *page);
+            }
+            return std::nullopt;
+        }
         if (destination.isName() || destination.isString()) {
-            destination = resolveNamed(destination);
+            destination = m_names.find(destination);
         }
         if (destination.isDictionary()) {
             destination = destination.getKey("/D");
@@ -71,27 +125,17 @@ public:
             return std::nullopt;
         }
         auto target = destination.getArrayItem(0);
-        QPDFObjectHandle page = QPDFObjectHandle::newNull();
-        if (target.isIndirect()) {
-            const auto found = m_copies.find(target.getObjGen());
-            if (found != m_copies.end()) {
-                page = found->second;
-            }
-        } else if (target.isInteger()) {
+        if (target.isInteger()) {
             // Some producers give a page index where a page belongs.
             const auto &pages = m_source.getAllPages();
             const long long index = target.getIntValue();
-            if (index >= 0 && index < (long long)pages.size()) {
-                const auto found = m_copies.find(pages[size_t(index)].getObjGen());
-                if (found != m_copies.end()) {
-                    page = found->second;
-                }
-            }
-        } else {
+            target = index >= 0 && index < (long long)pages.size() ? pages[size_t(index)]
+                                                                   : QPDFObjectHandle::newNull();
+        } else if (!target.isIndirect()) {
             return std::nullopt;
         }
         auto mapped = QPDFObjectHandle::newArray();
-        mapped.appendItem(page);
+        mapped.appendItem(copyOf(target).value_or(QPDFObjectHandle::newNull()));
         for (int i = 1; i < destination.getArrayNItems(); ++i) {
             mapped.appendItem(scalarCopy(destination.getArrayItem(i)));
         }
@@ -99,28 +143,13 @@ public:
     }
 
 private:
-    QPDFObjectHandle resolveNamed(QPDFObjectHandle name)
+    std::optional<QPDFObjectHandle> copyOf(QPDFObjectHandle page) const
     {
-        auto root = m_source.getRoot();
-        if (name.isName()) {
-            auto dests = root.getKey("/Dests");
-            return dests.isDictionary() ? dests.getKey(name.getName())
-                                        : QPDFObjectHandle::newNull();
+        if (!page.isIndirect()) {
+            return std::nullopt;
         }
-        if (!m_nameTree) {
-            auto tree = root.getKey("/Names").isDictionary()
-                            ? root.getKey("/Names").getKey("/Dests")
-                            : QPDFObjectHandle::newNull();
-            if (!tree.isDictionary()) {
-                return QPDFObjectHandle::newNull();
-            }
-            m_nameTree = std::make_unique<QPDFNameTreeObjectHelper>(tree, m_source, false);
-        }
-        QPDFObjectHandle found;
-        if (!m_nameTree->findObject(name.getUTF8Value(), found)) {
-            return QPDFObjectHandle::newNull();
-        }
-        return found;
+        const auto found = m_copies.find(page.getObjGen());
+        return found == m_copies.end() ? std::nullopt : std::optional(found->second);
     }
 
     // Destination parameters are numbers, names or null; they are rebuilt in the output.
@@ -129,8 +158,8 @@ private:
         if (value.isInteger()) {
             return QPDFObjectHandle::newInteger(value.getIntValue());
         }
-        if (value.isNumber()) {
-            return QPDFObjectHandle::newReal(value.getNumericValue(), 4);
+        if (value.isReal()) {
+            return QPDFObjectHandle::newReal(value.getRealValue());
         }
         if (value.isName()) {
             return QPDFObjectHandle::newName(value.getName());
@@ -139,11 +168,11 @@ private:
     }
 
     QPDF &m_source;
+    NamedDestinations &m_names;
     std::map<QPDFObjGen, QPDFObjectHandle> m_copies;
-    std::unique_ptr<QPDFNameTreeObjectHelper> m_nameTree;
 };
 
-bool PageCopier::appendPages(QPDF &source, size_t first, size_t last)
+bool PageCopier::appendPages(QPDF &source, NamedDestinations &names, size_t first, size_t last)
 {
     const auto &pages = source.getAllPages();
     last = std::min(last, pages.size());
@@ -166,7 +195,7 @@ bool PageCopier::appendPages(QPDF &source, size_t first, size_t last)
         copyFormFields(source, copies);
     });
     guarded("Cannot repair the links of", QString::fromStdString(source.getFilename()), [&] {
-        repairLinks(source, copies);
+        repairLinks(source, names, copies);
     });
     return complete;
 }
@@ -185,7 +214,9 @@ void PageCopier::copyFormFields(QPDF &source, const std::vector<Copy> &copies)
     }
 }
 
-void PageCopier::repairLinks(QPDF &source, const std::vector<Copy> &copies)
+void PageCopier::repairLinks(QPDF &source,
+                             NamedDestinations &names,
+                             const std::vector<Copy> &copies)
 {
     std::optional<LinkMapper> mapper;
     for (auto c : copies) { // qpdf's handles have no const accessors
@@ -210,16 +241,17 @@ void PageCopier::repairLinks(QPDF &source, const std::vector<Copy> &copies)
                 continue;
             }
             if (!mapper) {
-                mapper.emplace(source, copies);
+                mapper.emplace(source, names, copies);
             }
             if (hasDest) {
-                if (auto dest = mapper->map(from.getKey("/Dest"))) {
+                if (auto dest = mapper->map(from.getKey("/Dest"), to.getKey("/Dest"))) {
                     to.replaceKey("/Dest", *dest);
                 }
             }
             if (hasGoTo) {
-                if (auto dest = mapper->map(action.getKey("/D"))) {
-                    to.getKey("/A").replaceKey("/D", *dest);
+                auto copiedAction = to.getKey("/A");
+                if (auto dest = mapper->map(action.getKey("/D"), copiedAction.getKey("/D"))) {
+                    copiedAction.replaceKey("/D", *dest);
                 }
             }
         }
@@ -274,7 +306,8 @@ bool PDFTools::MergePdfs(const QStringList &paths,
                 qCWarning(lcEngine).noquote().nospace() << "No pages in " << paths[i];
                 result = false;
             }
-            copier.appendPages(*source.pdf, 0, source.pages().size());
+            NamedDestinations names(*source.pdf);
+            copier.appendPages(*source.pdf, names, 0, source.pages().size());
             version.updateIfGreater(versionOf(*source.pdf));
             if (i == 0) {
                 copyDocumentInfo(*source.pdf, out);
@@ -293,7 +326,12 @@ bool PDFTools::MergePdfs(const QStringList &paths,
 
 struct PdfSource::Private
 {
+    explicit Private(OpenDocument opened)
+        : doc(std::move(opened))
+        , names(*doc.pdf)
+    {}
     OpenDocument doc;
+    NamedDestinations names;
 };
 
 PdfSource::PdfSource(const QString &path)
@@ -301,7 +339,7 @@ PdfSource::PdfSource(const QString &path)
 {
     auto doc = openDocument(path);
     if (doc.pdf) {
-        d = std::make_unique<Private>(Private{std::move(doc)});
+        d = std::make_unique<Private>(std::move(doc));
     }
 }
 
@@ -358,7 +396,8 @@ bool PDFTools::SplitPdf(PdfSource &source,
         bool complete = startPage >= 1 && stopPage <= count;
         if (startPage >= 1 && first <= last) {
             complete
-                = PageCopier(out).appendPages(pdf, size_t(first - 1), size_t(last)) && complete;
+                = PageCopier(out).appendPages(pdf, source.d->names, size_t(first - 1), size_t(last))
+                  && complete;
         }
         if (!complete) {
             qCWarning(lcEngine).noquote().nospace()
