@@ -400,16 +400,19 @@ void TestEngine::splitParsesOnceForManyIntervals()
 
 void TestEngine::links_data()
 {
-    // Page 1 links to page 3 (explicit destination), page 3 to page 1 through a named
-    // destination, page 2 to page 4. Expected targets per output page, -1 for nowhere.
+    // Page 1 links to page 3 (explicit destination), page 2 to page 4, page 3 back to page 1
+    // through a named destination, page 4 back to page 2. Expected targets per output page,
+    // -1 for nowhere.
     QTest::addColumn<bool>("merge");
     QTest::addColumn<qint64>("start");
     QTest::addColumn<qint64>("stop");
     QTest::addColumn<QList<QList<int>>>("links");
     QTest::newRow("merge after another document")
-        << true << qint64(0) << qint64(0) << QList<QList<int>>{{}, {3}, {4}, {1}, {}};
+        << true << qint64(0) << qint64(0) << QList<QList<int>>{{}, {3}, {4}, {1}, {2}};
     QTest::newRow("split keeping both ends")
         << false << qint64(1) << qint64(3) << QList<QList<int>>{{2}, {-1}, {0}};
+    QTest::newRow("split keeping a backward link")
+        << false << qint64(2) << qint64(4) << QList<QList<int>>{{2}, {-1}, {0}};
     QTest::newRow("split leaving the targets out")
         << false << qint64(2) << qint64(3) << QList<QList<int>>{{-1}, {-1}};
 }
@@ -424,6 +427,7 @@ void TestEngine::links()
     linked.pages[0].linkTo = 2;
     linked.pages[1].linkTo = 3;
     linked.pages[2].namedLinkTo = 0;
+    linked.pages[3].linkTo = 1;
     TestPdf::write(path("linked.pdf"), linked);
     TestPdf::write(path("one.pdf"), TestPdf::pages(1, QStringLiteral("o")));
     if (merge) {
