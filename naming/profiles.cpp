@@ -1,0 +1,121 @@
+#include "profiles.h"
+
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonParseError>
+#include <QSaveFile>
+
+#include <cmath>
+
+namespace Profiles {
+
+namespace {
+
+const QString toolKey = QStringLiteral("tool");
+const QString versionKey = QStringLiteral("version");
+const QString settingsKey = QStringLiteral("settings");
+
+void setError(QString *error, const QString &text)
+{
+    if (error) {
+        *error = text;
+    }
+}
+
+bool readString(const QJsonObject &json, const QString &key, QString &value, QString *error)
+{
+    const auto it = json.find(key);
+    if (it == json.end()) {
+        return true;
+    }
+    if (!it->isString()) {
+        setError(error, QStringLiteral("\"%1\" is not a text").arg(key));
+        return false;
+    }
+    value = it->toString();
+    return true;
+}
+
+} // namespace
+
+std::optional<QJsonObject> read(const QString &path, const QString &tool, QString *error)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        setError(error,
+                 QStringLiteral("cannot read the profile %1: %2").arg(path, file.errorString()));
+        return std::nullopt;
+    }
+    QJsonParseError parseError;
+    const QJsonDocument document = QJsonDocument::fromJson(file.readAll(), &parseError);
+    if (parseError.error != QJsonParseError::NoError || !document.isObject()) {
+        setError(error, QStringLiteral("the profile %1 is not a profile file").arg(path));
+        return std::nullopt;
+    }
+    const QJsonObject root = document.object();
+    if (root.value(toolKey).toString() != tool || !root.value(settingsKey).isObject()) {
+        setError(error, QStringLiteral("the profile %1 does not hold %2 settings").arg(path, tool));
+        return std::nullopt;
+    }
+    return root.value(settingsKey).toObject();
+}
+
+bool write(const QString &path, const QString &tool, const QJsonObject &settings, QString *error)
+{
+    QJsonObject root;
+    root.insert(toolKey, tool);
+    root.insert(versionKey, 1);
+    root.insert(settingsKey, settings);
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(QJsonDocument(root).toJson()) < 0
+        || !file.commit()) {
+        setError(error,
+                 QStringLiteral("cannot write the profile %1: %2").arg(path, file.errorString()));
+        return false;
+    }
+    return true;
+}
+
+QJsonObject SplitSettings::toJson() const
+{
+    QJsonObject json;
+    json.insert(QStringLiteral("mode"),
+                mode == Naming::SplitMode::Consecutive ? QStringLiteral("consecutive")
+                                                       : QStringLiteral("intervals"));
+    json.insert(QStringLiteral("pagesPerInterval"), double(pagesPerInterval));
+    json.insert(QStringLiteral("expression"), expression);
+    json.insert(QStringLiteral("nameTemplate"), nameTemplate);
+    json.insert(QStringLiteral("folder"), folder);
+    return json;
+}
+
+std::optional<SplitSettings> SplitSettings::fromJson(const QJsonObject &json, QString *error)
+{
+    SplitSettings settings;
+    QString mode = QStringLiteral("consecutive");
+    if (!readString(json, QStringLiteral("mode"), mode, error)
+        || !readString(json, QStringLiteral("expression"), settings.expression, error)
+        || !readString(json, QStringLiteral("nameTemplate"), settings.nameTemplate, error)
+        || !readString(json, QStringLiteral("folder"), settings.folder, error)) {
+        return std::nullopt;
+    }
+    if (mode == QLatin1String("consecutive")) {
+        settings.mode = Naming::SplitMode::Consecutive;
+    } else if (mode == QLatin1String("intervals")) {
+        settings.mode = Naming::SplitMode::Intervals;
+    } else {
+        setError(error, QStringLiteral("\"mode\" is neither \"consecutive\" nor \"intervals\""));
+        return std::nullopt;
+    }
+    const auto pages = json.find(QStringLiteral("pagesPerInterval"));
+    if (pages != json.end()) {
+        if (!pages->isDouble()) {
+            setError(error, QStringLiteral("\"pagesPerInterval\" is not a number"));
+            return std::nullopt;
+        }
+        settings.pagesPerInterval = qint64(std::trunc(pages->toDouble()));
+    }
+    return settings;
+}
+
+} // namespace Profiles
