@@ -4,6 +4,7 @@
 #include "engine/pdftools.h"
 #include "naming/intervals.h"
 #include "naming/outputnames.h"
+#include "naming/profiles.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -45,32 +46,66 @@ int splitCommand(const QStringList &args)
                                      "[IntervalStart] and [IntervalEnd] are replaced."),
                       QStringLiteral("TEMPLATE"),
                       QStringLiteral("[FileName](Page[IntervalIndex])")});
-    addBatchOptions(parser, false);
+    addBatchOptions(parser, true);
     parser.addPositionalArgument(QStringLiteral("INPUT"), QStringLiteral("PDF documents."));
     if (!parseArguments(
             parser,
             args,
             QStringLiteral("quire split -d DIR (--every N | --ranges EXPR) [--name TEMPLATE] "
+                           "[--profile FILE] "
                            "INPUT..."),
             QStringLiteral("Cut each document into several, by runs of pages or by page "
                            "intervals."))) {
         return ExitSuccess;
     }
-    if (!parser.isSet(QStringLiteral("d"))) {
-        throw UsageError{QStringLiteral("the output folder is missing (-d DIR)")};
+    // The profile gives the settings the command line leaves out.
+    Profiles::SplitSettings settings;
+    bool haveMode = false;
+    if (parser.isSet(QStringLiteral("profile"))) {
+        QString error;
+        const auto json = Profiles::read(parser.value(QStringLiteral("profile")),
+                                         QString::fromLatin1(Profiles::SplitTool),
+                                         &error);
+        const auto fromProfile
+            = json ? Profiles::SplitSettings::fromJson(*json, &error) : std::nullopt;
+        if (!fromProfile) {
+            throw UsageError{json ? QStringLiteral("the profile %1: %2")
+                                        .arg(parser.value(QStringLiteral("profile")), error)
+                                  : error};
+        }
+        settings = *fromProfile;
+        haveMode = true;
     }
-    const bool every = parser.isSet(QStringLiteral("every"));
-    if (every == parser.isSet(QStringLiteral("ranges"))) {
+    const bool everySet = parser.isSet(QStringLiteral("every"));
+    const bool rangesSet = parser.isSet(QStringLiteral("ranges"));
+    if (everySet && rangesSet) {
         throw UsageError{QStringLiteral("give either --every N or --ranges EXPR")};
     }
-    const auto mode = every ? Naming::SplitMode::Consecutive : Naming::SplitMode::Intervals;
-    // The whole-number part of the number, as the window reads its field.
-    const qint64 pagesPerInterval
-        = every ? qint64(std::trunc(readNumber(parser, QStringLiteral("every")))) : 1;
-    const QString expression = parser.value(QStringLiteral("ranges"));
-    const QString nameTemplate = parser.value(QStringLiteral("name"));
-    const QString folder
-        = QDir::cleanPath(QFileInfo(parser.value(QStringLiteral("d"))).absoluteFilePath());
+    if (everySet) {
+        settings.mode = Naming::SplitMode::Consecutive;
+        // The whole-number part of the number, as the window reads its field.
+        settings.pagesPerInterval = qint64(std::trunc(readNumber(parser, QStringLiteral("every"))));
+    } else if (rangesSet) {
+        settings.mode = Naming::SplitMode::Intervals;
+        settings.expression = parser.value(QStringLiteral("ranges"));
+    } else if (!haveMode) {
+        throw UsageError{QStringLiteral("give either --every N or --ranges EXPR")};
+    }
+    if (parser.isSet(QStringLiteral("name")) || !haveMode) {
+        settings.nameTemplate = parser.value(QStringLiteral("name"));
+    }
+    if (parser.isSet(QStringLiteral("d"))) {
+        settings.folder = parser.value(QStringLiteral("d"));
+    }
+    if (settings.folder.isEmpty()) {
+        throw UsageError{QStringLiteral("the output folder is missing (-d DIR)")};
+    }
+    const bool every = settings.mode == Naming::SplitMode::Consecutive;
+    const auto mode = settings.mode;
+    const qint64 pagesPerInterval = every ? settings.pagesPerInterval : 1;
+    const QString expression = settings.expression;
+    const QString nameTemplate = settings.nameTemplate;
+    const QString folder = QDir::cleanPath(QFileInfo(settings.folder).absoluteFilePath());
     const BatchOptions options = readBatchOptions(parser);
     const Inputs inputs = collectInputs(parser.positionalArguments());
 

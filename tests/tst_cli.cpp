@@ -48,6 +48,8 @@ private slots:
     void split();
     void splitThatCannotStart_data();
     void splitThatCannotStart();
+    void splitProfile_data();
+    void splitProfile();
     void overwriteModes_data();
     void overwriteModes();
     void sameResultForAnyNumberOfJobs_data();
@@ -256,6 +258,64 @@ void TestCli::splitThatCannotStart()
     QCOMPARE(r.exitCode, 1);
     QVERIFY2(r.err.contains(reason), qPrintable(r.err));
     QCOMPARE(QDir(path("out")).entryList(QDir::Files | QDir::Hidden), QStringList());
+}
+
+void TestCli::splitProfile_data()
+{
+    // The profile, as the Split window saves it: runs of 2 pages, files "<name>-<index>" in out/.
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QStringList>("files"); // in out/, or the usage error's text
+    QTest::newRow("every setting from the profile")
+        << QStringList{"--profile", "split.json"} << 0
+        << QStringList{"book-1.pdf", "book-2.pdf", "book-3.pdf"};
+    QTest::newRow("options override the profile") << QStringList{"--profile",
+                                                                 "split.json",
+                                                                 "--ranges",
+                                                                 "1,[2-5]",
+                                                                 "--name",
+                                                                 "[FileName]_"
+                                                                 "[IntervalEnd]"}
+                                                  << 0 << QStringList{"book_1.pdf", "book_5.pdf"};
+    QTest::newRow("missing profile")
+        << QStringList{"--profile", "gone.json", "-d", "out"} << 2 << QStringList{"gone.json"};
+    QTest::newRow("another tool's profile")
+        << QStringList{"--profile", "crop.json"} << 2 << QStringList{"crop.json", "split settings"};
+}
+
+void TestCli::splitProfile()
+{
+    QFETCH(QStringList, options);
+    QFETCH(int, exitCode);
+    QFETCH(QStringList, files);
+    TestPdf::write(path("book.pdf"), TestPdf::pages(5));
+    QDir(m_dir->path()).mkdir(QStringLiteral("out"));
+    QFile profile(path("split.json"));
+    QVERIFY(profile.open(QIODevice::WriteOnly));
+    profile.write(
+        QJsonDocument(QJsonObject{{"tool", "split"},
+                                  {"settings",
+                                   QJsonObject{{"mode", "consecutive"},
+                                               {"pagesPerInterval", 2},
+                                               {"nameTemplate", "[FileName]-[IntervalIndex]"},
+                                               {"folder", path("out")}}}})
+            .toJson());
+    profile.close();
+    QFile crop(path("crop.json"));
+    QVERIFY(crop.open(QIODevice::WriteOnly));
+    crop.write(R"({"tool": "crop", "settings": {}})");
+    crop.close();
+
+    const Result r = quire(QStringList{"split"} + options + QStringList{"book.pdf"});
+    QCOMPARE(r.exitCode, exitCode);
+    if (exitCode == 0) {
+        QCOMPARE(QDir(path("out")).entryList(QDir::Files, QDir::Name), files);
+    } else {
+        for (const QString &text : files) {
+            QVERIFY2(r.err.contains(text), qPrintable(r.err));
+        }
+        QCOMPARE(QDir(path("out")).entryList(QDir::Files), QStringList());
+    }
 }
 
 void TestCli::overwriteModes_data()
