@@ -1,0 +1,90 @@
+#include "viewcontrollermerge.h"
+
+#include "app/alerts.h"
+#include "app/documentlist.h"
+#include "engine/pdftools.h"
+#include "naming/outputnames.h"
+#include "ui_viewcontrollermerge.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+ViewControllerMerge::ViewControllerMerge(Alerts &alerts, QWidget *parent)
+    : ToolWindow(Tool::Merge, alerts, parent)
+    , ui(std::make_unique<Ui::ViewControllerMerge>())
+{
+    ui->setupUi(this);
+    m_documents = new DocumentList(ui->tableViewPDF,
+                                   QStringLiteral("TableViewPdfMerge"),
+                                   DocumentList::Tooltip::TwoLines,
+                                   alerts,
+                                   this);
+    connect(ui->buttonAddPDF, &QPushButton::clicked, m_documents, &DocumentList::OnAddPDFDocument);
+    connect(ui->buttonRemoveSelected,
+            &QPushButton::clicked,
+            m_documents,
+            &DocumentList::OnRemoveSelected);
+    connect(ui->buttonRemoveAll, &QPushButton::clicked, m_documents, &DocumentList::OnRemoveAll);
+    connect(ui->buttonMoveUp, &QPushButton::clicked, this, &ViewControllerMerge::OnMoveUp);
+    connect(ui->buttonMoveDown, &QPushButton::clicked, this, &ViewControllerMerge::OnMoveDown);
+    connect(ui->buttonMergePDF, &QPushButton::clicked, this, &ViewControllerMerge::OnMergePDF);
+    finishSetup({ui->tableViewPDF,
+                 ui->buttonAddPDF,
+                 ui->buttonRemoveSelected,
+                 ui->buttonRemoveAll,
+                 ui->buttonMoveUp,
+                 ui->buttonMoveDown,
+                 ui->buttonMergePDF},
+                ui->progressIndicatorMerge);
+}
+
+ViewControllerMerge::~ViewControllerMerge() = default;
+
+void ViewControllerMerge::OnMoveUp()
+{
+    m_documents->moveSelected(-1);
+}
+
+void ViewControllerMerge::OnMoveDown()
+{
+    m_documents->moveSelected(1);
+}
+
+void ViewControllerMerge::OnMergePDF()
+{
+    const QStringList paths = m_documents->listPdfPaths();
+    if (paths.isEmpty()) {
+        alerts().message(this, QStringLiteral("Select a document first."));
+        return;
+    }
+    const QString proposed
+        = QDir(QFileInfo(paths.front()).absolutePath()).filePath(QStringLiteral("document.pdf"));
+    QString output = alerts().chooseSaveFile(this,
+                                             QStringLiteral("Merge PDF Documents"),
+                                             proposed,
+                                             QStringLiteral("PDF documents (*.pdf)"),
+                                             QStringLiteral("pdf"));
+    if (output.isEmpty()) {
+        return;
+    }
+    if (!output.endsWith(QLatin1String(".pdf"), Qt::CaseInsensitive)) {
+        // The panel confirmed the name as typed; the file that is written has the extension.
+        output += QStringLiteral(".pdf");
+        if (QFileInfo::exists(output)
+            && !alerts().askYesNo(this, Naming::OverwriteQuestion(output))) {
+            return;
+        }
+    }
+    const double count = double(paths.size());
+    startJob(
+        [paths, output, count](const ReportProgress &progress) {
+            // Merging the only document into itself would gain nothing and risk it.
+            if (Naming::SelfOverwriteRefused(output, paths)) {
+                return false;
+            }
+            return PDFTools::MergePdfs(
+                paths, output, [&](int mergedFiles) { progress(mergedFiles / count * 100.0); });
+        },
+        QStringLiteral("PDF document(s) merged successfully."),
+        QStringLiteral("Could not merge PDF documents."));
+}

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "app/toolwindow.h"
+
+#include <memory>
+
+namespace Ui {
+class ViewControllerMerge;
+}
+class DocumentList;
+
+// The Merge window: the documents of the list, in list order, joined into one new file chosen
+// in a save panel.
+class ViewControllerMerge : public ToolWindow
+{
+    Q_OBJECT
+
+public:
+    explicit ViewControllerMerge(Alerts &alerts, QWidget *parent = nullptr);
+    ~ViewControllerMerge() override;
+
+    DocumentList &documents() const { return *m_documents; }
+
+    void OnMoveUp();
+    void OnMoveDown();
+    void OnMergePDF();
+
+private:
+    std::unique_ptr<Ui::ViewControllerMerge> ui;
+    DocumentList *m_documents;
+};

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "app/toolwindow.h"
+#include "naming/profiles.h"
+
+#include <memory>
+
+namespace Ui {
+class ViewControllerSplit;
+}
+class DocumentList;
+
+// The Split window: each document of the list cut into several new files, by runs of a fixed
+// number of pages or at typed page intervals, written into a folder under names made from a
+// template.
+class ViewControllerSplit : public ToolWindow
+{
+    Q_OBJECT
+
+public:
+    explicit ViewControllerSplit(Alerts &alerts, QWidget *parent = nullptr);
+    ~ViewControllerSplit() override;
+
+    DocumentList &documents() const { return *m_documents; }
+
+    // The settings as the controls hold them; the field, not the stepper, gives the number.
+    Profiles::SplitSettings settings() const;
+    void setSettings(const Profiles::SplitSettings &settings);
+
+    void ResetInterface() override;
+    void OnConsecutivePageSplitSelected();
+    void OnIntervalSplitSelected();
+    void OnPagesPerIntervalChanged();
+    void OnStepperPagesPerIntervalChanged();
+    void OnSplitPDFDocuments();
+
+protected:
+    QString profileTool() const override { return QString::fromLatin1(Profiles::SplitTool); }
+    QJsonObject profileSettings() const override { return settings().toJson(); }
+    bool applyProfileSettings(const QJsonObject &json, QString *error) override;
+
+private:
+    std::unique_ptr<Ui::ViewControllerSplit> ui;
+    DocumentList *m_documents;
+};

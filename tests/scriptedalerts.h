@@ -1,0 +1,69 @@
+#pragma once
+
+// The alerts of the windows, scripted: every message, question and panel is logged, and the
+// answers come from lists filled by the test (consumed in order; an empty list answers "No",
+// or cancels a panel).
+
+#include "app/alerts.h"
+
+#include <QList>
+#include <QStringList>
+
+#include <optional>
+
+class ScriptedAlerts final : public Alerts
+{
+public:
+    QStringList log; // "message|text", "yesno|text", "ask|path", "pdfs", "folder", "save|proposed",
+                     // "open|caption", "url|address"
+    QList<bool> yesNo;
+    QList<Naming::OverwriteAnswer> answers;
+    QList<std::optional<QStringList>> pdfPanels;
+    QStringList folders;
+    QStringList saveFiles;
+    QStringList openFiles;
+
+    void message(QWidget *, const QString &text) override
+    {
+        log << QStringLiteral("message|") + text;
+    }
+    bool askYesNo(QWidget *, const QString &text) override
+    {
+        log << QStringLiteral("yesno|") + text;
+        return !yesNo.isEmpty() && yesNo.takeFirst();
+    }
+    Naming::OverwriteAnswer askOverwrite(QWidget *, const QString &path) override
+    {
+        log << QStringLiteral("ask|") + path;
+        return answers.isEmpty() ? Naming::OverwriteAnswer::No : answers.takeFirst();
+    }
+    std::optional<QStringList> choosePdfs(QWidget *) override
+    {
+        log << QStringLiteral("pdfs");
+        return pdfPanels.isEmpty() ? std::nullopt : pdfPanels.takeFirst();
+    }
+    QString chooseFolder(QWidget *, const QString &) override
+    {
+        log << QStringLiteral("folder");
+        return folders.isEmpty() ? QString() : folders.takeFirst();
+    }
+    QString chooseSaveFile(QWidget *,
+                           const QString &,
+                           const QString &proposedPath,
+                           const QString &,
+                           const QString &) override
+    {
+        log << QStringLiteral("save|") + proposedPath;
+        return saveFiles.isEmpty() ? QString() : saveFiles.takeFirst();
+    }
+    QString
+    chooseOpenFile(QWidget *, const QString &caption, const QString &, const QString &) override
+    {
+        log << QStringLiteral("open|") + caption;
+        return openFiles.isEmpty() ? QString() : openFiles.takeFirst();
+    }
+    void openExternally(const QUrl &url) override
+    {
+        log << QStringLiteral("url|") + url.toString();
+    }
+};
