@@ -3,6 +3,7 @@
 #include "app/alerts.h"
 #include "engine/pdftools.h"
 
+#include <QAbstractButton>
 #include <QDragEnterEvent>
 #include <QFileInfo>
 #include <QHeaderView>
@@ -188,6 +189,15 @@ DocumentList::DocumentList(PdfTableView *table,
     connect(m_table->selectionModel(), &QItemSelectionModel::selectionChanged, this, [this] {
         emit currentPDFChanged(currentPDF());
     });
+}
+
+void DocumentList::connectButtons(QAbstractButton *add,
+                                  QAbstractButton *removeSelected,
+                                  QAbstractButton *removeAll)
+{
+    connect(add, &QAbstractButton::clicked, this, &DocumentList::OnAddPDFDocument);
+    connect(removeSelected, &QAbstractButton::clicked, this, &DocumentList::OnRemoveSelected);
+    connect(removeAll, &QAbstractButton::clicked, this, &DocumentList::OnRemoveAll);
 }
 
 QString DocumentList::currentPDF() const

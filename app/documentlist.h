@@ -8,6 +8,7 @@
 #include <QUrl>
 
 class Alerts;
+class QAbstractButton;
 class QMimeData;
 
 // The table of a tool window's documents: one column of paths, single selection, and drops of
@@ -60,6 +61,11 @@ public:
                  Tooltip tooltip,
                  Alerts &alerts,
                  QWidget *window);
+
+    // The window's Add, Remove Selected and Remove All buttons.
+    void connectButtons(QAbstractButton *add,
+                        QAbstractButton *removeSelected,
+                        QAbstractButton *removeAll);
 
     const QStringList &listPdfPaths() const { return m_paths; }
     // The selected document; empty when no row is selected.

@@ -19,12 +19,7 @@ ViewControllerMerge::ViewControllerMerge(Alerts &alerts, QWidget *parent)
                                    DocumentList::Tooltip::TwoLines,
                                    alerts,
                                    this);
-    connect(ui->buttonAddPDF, &QPushButton::clicked, m_documents, &DocumentList::OnAddPDFDocument);
-    connect(ui->buttonRemoveSelected,
-            &QPushButton::clicked,
-            m_documents,
-            &DocumentList::OnRemoveSelected);
-    connect(ui->buttonRemoveAll, &QPushButton::clicked, m_documents, &DocumentList::OnRemoveAll);
+    m_documents->connectButtons(ui->buttonAddPDF, ui->buttonRemoveSelected, ui->buttonRemoveAll);
     connect(ui->buttonMoveUp, &QPushButton::clicked, this, &ViewControllerMerge::OnMoveUp);
     connect(ui->buttonMoveDown, &QPushButton::clicked, this, &ViewControllerMerge::OnMoveDown);
     connect(ui->buttonMergePDF, &QPushButton::clicked, this, &ViewControllerMerge::OnMergePDF);

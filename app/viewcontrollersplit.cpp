@@ -40,15 +40,8 @@ ViewControllerSplit::ViewControllerSplit(Alerts &alerts, QWidget *parent)
         new QIntValidator(0, 999999, ui->textFieldPagesPerInterval));
     ui->stepperPagesPerInterval->setRange(1, 999999);
 
-    connect(ui->buttonAddPDFDocument,
-            &QPushButton::clicked,
-            m_documents,
-            &DocumentList::OnAddPDFDocument);
-    connect(ui->buttonRemoveSelected,
-            &QPushButton::clicked,
-            m_documents,
-            &DocumentList::OnRemoveSelected);
-    connect(ui->buttonRemoveAll, &QPushButton::clicked, m_documents, &DocumentList::OnRemoveAll);
+    m_documents->connectButtons(
+        ui->buttonAddPDFDocument, ui->buttonRemoveSelected, ui->buttonRemoveAll);
     connect(ui->radioConsecutivePageSplit,
             &QRadioButton::clicked,
             this,

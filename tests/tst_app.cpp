@@ -101,6 +101,7 @@ private slots:
 
 private:
     QString path(const QString &name) const { return m_dir->filePath(name); }
+    QStringList paths(const QStringList &names) const;
     // A document of n pages with markers "<name>1" ... "<name>n".
     QString document(const QString &name, int pages);
     static void waitForRun(ToolWindow &window);
@@ -126,6 +127,15 @@ QString TestApp::document(const QString &name, int pages)
     const QString file = path(name);
     TestPdf::write(file, TestPdf::pages(pages, QFileInfo(name).completeBaseName()));
     return file;
+}
+
+QStringList TestApp::paths(const QStringList &names) const
+{
+    QStringList result;
+    for (const QString &name : names) {
+        result << path(name);
+    }
+    return result;
 }
 
 void TestApp::waitForRun(ToolWindow &window)
@@ -175,19 +185,15 @@ void TestApp::addThroughPanel()
     if (chosen == QStringList{"<cancel>"}) {
         m_alerts.pdfPanels << std::nullopt;
     } else {
-        QStringList paths;
+        QStringList chosenPaths;
         for (const QString &name : chosen) {
-            paths << (name.isEmpty() ? QString() : path(name));
+            chosenPaths << (name.isEmpty() ? QString() : path(name));
         }
-        m_alerts.pdfPanels << paths;
+        m_alerts.pdfPanels << chosenPaths;
     }
     QTest::mouseClick(child<QPushButton>(&window, "buttonAddPDF"), Qt::LeftButton);
 
-    QStringList expectedPaths;
-    for (const QString &name : expected) {
-        expectedPaths << path(name);
-    }
-    QCOMPARE(window.documents().listPdfPaths(), expectedPaths);
+    QCOMPARE(window.documents().listPdfPaths(), paths(expected));
     QStringList expectedLog{QStringLiteral("pdfs")};
     for (const QString &text : messages) {
         expectedLog << QStringLiteral("message|") + text;
@@ -248,11 +254,7 @@ void TestApp::drop()
     }
     window.documents().acceptDrop(urls, row);
 
-    QStringList expectedPaths;
-    for (const QString &name : expected) {
-        expectedPaths << path(name);
-    }
-    QCOMPARE(window.documents().listPdfPaths(), expectedPaths);
+    QCOMPARE(window.documents().listPdfPaths(), paths(expected));
     // Never inside the drop itself.
     QCOMPARE(m_alerts.log, QStringList{});
     if (alert) {
@@ -315,11 +317,7 @@ void TestApp::dropPosition()
     QCoreApplication::sendEvent(table->viewport(), &event);
     QCOMPARE(move.isAccepted(), event.isAccepted());
 
-    QStringList expectedPaths;
-    for (const QString &name : expected) {
-        expectedPaths << path(name);
-    }
-    QCOMPARE(window.documents().listPdfPaths(), expectedPaths);
+    QCOMPARE(window.documents().listPdfPaths(), paths(expected));
     if (event.isAccepted()) {
         // A copy: a file manager must never delete the dropped file.
         QCOMPARE(event.dropAction(), Qt::CopyAction);
@@ -445,12 +443,12 @@ void TestApp::moveUpAndDown()
     QFETCH(QString, button);
     QFETCH(QString, expected);
     QFETCH(int, selectedAfter);
-    QStringList paths;
+    QStringList listed;
     for (const char *name : {"a", "b", "c"}) {
-        paths << document(QString::fromLatin1(name) + QStringLiteral(".pdf"), 1);
+        listed << document(QString::fromLatin1(name) + QStringLiteral(".pdf"), 1);
     }
     ViewControllerMerge window(m_alerts);
-    m_alerts.pdfPanels << paths;
+    m_alerts.pdfPanels << listed;
     window.documents().OnAddPDFDocument();
     window.documents().selectRow(selected);
     QTest::mouseClick(child<QPushButton>(&window, button.toLatin1().constData()), Qt::LeftButton);
@@ -591,12 +589,12 @@ void TestApp::mergeThatDoesNotRun()
     document(QStringLiteral("a.pdf"), 2);
     document(QStringLiteral("b.pdf"), 1);
     ViewControllerMerge window(m_alerts);
-    QStringList paths;
+    QStringList listedPaths;
     for (const QString &name : listed) {
-        paths << path(name);
+        listedPaths << path(name);
     }
-    if (!paths.isEmpty()) {
-        m_alerts.pdfPanels << paths;
+    if (!listedPaths.isEmpty()) {
+        m_alerts.pdfPanels << listedPaths;
         window.documents().OnAddPDFDocument();
     }
     if (!output.isEmpty()) {
@@ -940,13 +938,13 @@ void TestApp::splitFileNewAndProfiles()
 
 void TestApp::windowClosedDuringARun()
 {
-    QStringList paths;
+    QStringList inputs;
     for (const char *name : {"a.pdf", "b.pdf", "c.pdf"}) {
-        paths << document(QString::fromLatin1(name), 40);
+        inputs << document(QString::fromLatin1(name), 40);
     }
     QVERIFY(QDir(m_dir->path()).mkdir(QStringLiteral("out")));
     auto window = std::make_unique<ViewControllerSplit>(m_alerts);
-    m_alerts.pdfPanels << paths;
+    m_alerts.pdfPanels << inputs;
     window->documents().OnAddPDFDocument();
     m_alerts.folders << path(QStringLiteral("out"));
     child<QPushButton>(window.get(), "buttonBrowse")->click();
