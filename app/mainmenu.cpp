@@ -100,7 +100,11 @@ void OnHowTo(Tool tool, Alerts &alerts)
     }
 }
 
-void build(QMenuBar *menuBar, QWidget *window, Alerts &alerts, MenuCommands *commands)
+void build(QMenuBar *menuBar,
+           QWidget *window,
+           Alerts &alerts,
+           MenuCommands *commands,
+           std::optional<Tool> windowTool)
 {
     QMenu *file = menuBar->addMenu(QStringLiteral("&File"));
     file->setObjectName(QStringLiteral("menuFile"));
@@ -139,6 +143,9 @@ void build(QMenuBar *menuBar, QWidget *window, Alerts &alerts, MenuCommands *com
         QAction *action = help->addAction(QString::fromLatin1(text.howTo));
         action->setObjectName(QString::fromLatin1(text.action));
         const Tool tool = text.tool;
+        if (windowTool == tool) {
+            action->setShortcut(QKeySequence::HelpContents);
+        }
         QObject::connect(
             action, &QAction::triggered, window, [tool, &alerts] { OnHowTo(tool, alerts); });
     }

@@ -2,6 +2,8 @@
 
 #include <QString>
 
+#include <optional>
+
 class Alerts;
 class QMenuBar;
 class QWidget;
@@ -25,8 +27,13 @@ public:
 namespace MainMenu {
 
 // File (New, Save Profile, Save Profile As, Load Profile, Quit) and Help (one How-To page per
-// tool), the same on the launcher and on every tool window. commands may be null.
-void build(QMenuBar *menuBar, QWidget *window, Alerts &alerts, MenuCommands *commands);
+// tool), the same on the launcher and on every tool window. commands may be null; the How-To of
+// the window's own tool, if it has one, answers F1.
+void build(QMenuBar *menuBar,
+           QWidget *window,
+           Alerts &alerts,
+           MenuCommands *commands,
+           std::optional<Tool> windowTool = std::nullopt);
 
 // The tool's help page: installed beside the program (share/quire/help), else in the source
 // tree of a build that was not installed. Empty when there is none.

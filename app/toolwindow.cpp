@@ -33,7 +33,7 @@ void ToolWindow::finishSetup(const QList<QWidget *> &interfaceControls, QProgres
     m_progress->setRange(0, 100);
     m_progress->setValue(0);
     auto *menuBar = new QMenuBar(this);
-    MainMenu::build(menuBar, this, m_alerts, this);
+    MainMenu::build(menuBar, this, m_alerts, this, m_tool);
     layout()->setMenuBar(menuBar);
     updateWindowTitle();
 }
@@ -93,6 +93,37 @@ void ToolWindow::abandonRun(const QString &text)
 {
     EnableInterface();
     m_alerts.message(this, text);
+}
+
+void ToolWindow::runPerDocument(
+    const QStringList &inputs,
+    const QString &folder,
+    const RunTexts &texts,
+    const std::function<QString(const QString &input)> &outputPath,
+    std::function<bool(const QString &input, const QString &output)> step)
+{
+    if (inputs.isEmpty()) {
+        m_alerts.message(this, texts.emptyList);
+        return;
+    }
+    if (folder.isEmpty()) {
+        m_alerts.message(this, QStringLiteral("Please select an output folder."));
+        return;
+    }
+    DisableInterface();
+    DocumentRun run;
+    run.inputs = inputs;
+    for (const QString &input : inputs) {
+        run.outputs << outputPath(input);
+    }
+    // Every question is asked before anything is written.
+    run.decisions = planOverwrites(run.outputs);
+    run.step = [inputs, outputs = run.outputs, step = std::move(step)](int i) {
+        return step(inputs[i], outputs[i]);
+    };
+    startJob([run](const ReportProgress &progress) { return runDocuments(run, progress); },
+             texts.success,
+             texts.failure);
 }
 
 QList<Naming::OverwriteDecision> ToolWindow::planOverwrites(const QStringList &outputs)

@@ -58,6 +58,14 @@ public:
     };
     static bool runDocuments(const DocumentRun &run, const ReportProgress &progress);
 
+    // The words of a run that writes one file per document into a folder.
+    struct RunTexts
+    {
+        QString emptyList; // "There are no PDF documents to crop."
+        QString success;   // "PDF document(s) cropped successfully."
+        QString failure;   // "Could not crop PDF document(s)."
+    };
+
 signals:
     // The completion of a run reached the window (after the completion message).
     void runFinished(bool success);
@@ -77,6 +85,16 @@ protected:
     // The window gives up on a run before its job: the interface is enabled again and text says
     // what to change.
     void abandonRun(const QString &text);
+
+    // The whole run of a tool that writes one file per document into a folder (Crop,
+    // Watermark): the checks and their alerts, the overwrite questions, then runDocuments on the
+    // job's thread. outputPath(i) names document i's output; step(input, output) writes it, on
+    // the job's thread, from settings it holds by value.
+    void runPerDocument(const QStringList &inputs,
+                        const QString &folder,
+                        const RunTexts &texts,
+                        const std::function<QString(const QString &input)> &outputPath,
+                        std::function<bool(const QString &input, const QString &output)> step);
 
     // The overwrite pass before a run: one decision per output, asking about existing files.
     QList<Naming::OverwriteDecision> planOverwrites(const QStringList &outputs);

@@ -7,6 +7,7 @@
 #include "app/viewcontrollermerge.h"
 #include "app/viewcontrollersplit.h"
 #include "engine/pdftools.h"
+#include "naming/outputnames.h"
 #include "scriptedalerts.h"
 #include "testpdf.h"
 
@@ -25,6 +26,7 @@
 #include <QTest>
 #include <QThreadPool>
 #include <QTimer>
+#include <QVBoxLayout>
 
 using Naming::OverwriteAnswer;
 using Naming::OverwriteDecision;
@@ -57,6 +59,47 @@ QAction *action(QWidget *window, const char *name)
     return child<QAction>(window, name);
 }
 
+// A tool of the kind that writes one file per document into a folder, as Crop and Watermark
+// are: its step copies the document.
+class CopyTool : public ToolWindow
+{
+public:
+    explicit CopyTool(Alerts &alerts)
+        : ToolWindow(Tool::Crop, alerts, nullptr)
+    {
+        auto *layout = new QVBoxLayout(this);
+        auto *table = new PdfTableView(this);
+        layout->addWidget(table);
+        bar = new QProgressBar(this);
+        layout->addWidget(bar);
+        documents = new DocumentList(table,
+                                     QStringLiteral("TableViewPdfCopy"),
+                                     DocumentList::Tooltip::ThreeLines,
+                                     alerts,
+                                     this);
+        finishSetup({table}, bar);
+    }
+
+    void OnRun(const QString &folder, const QString &names)
+    {
+        runPerDocument(
+            documents->listPdfPaths(),
+            folder,
+            {QStringLiteral("There are no PDF documents to copy."),
+             QStringLiteral("PDF document(s) copied successfully."),
+             QStringLiteral("Could not copy PDF document(s).")},
+            [folder, names](const QString &input) {
+                return Naming::OutputPathForDocument(names, folder, input);
+            },
+            [](const QString &input, const QString &output) {
+                return PDFTools::MergePdfs({input}, output);
+            });
+    }
+
+    QProgressBar *bar;
+    DocumentList *documents;
+};
+
 } // namespace
 
 class TestApp : public QObject
@@ -81,6 +124,9 @@ private slots:
 
     void runDocuments_data();
     void runDocuments();
+    void perDocumentRun_data();
+    void perDocumentRun();
+    void perDocumentRunChecksAndProgress();
 
     void mergeWholeRun();
     void mergeThatDoesNotRun_data();
@@ -516,6 +562,107 @@ void TestApp::runDocuments()
     QCOMPARE(ToolWindow::runDocuments(run, [&](double percent) { reported << percent; }), result);
     QCOMPARE(calls, processed);
     QCOMPARE(reported, progress);
+}
+
+void TestApp::perDocumentRun_data()
+{
+    QTest::addColumn<int>("documents");
+    QTest::addColumn<QList<int>>("existing"); // outputs that exist before the run
+    QTest::addColumn<QList<OverwriteAnswer>>("answers");
+    QTest::addColumn<bool>("ownFolder"); // outputs named as the inputs, beside them
+    QTest::addColumn<int>("questions");
+    QTest::addColumn<QList<int>>("written");
+    QTest::addColumn<bool>("success");
+
+    using A = OverwriteAnswer;
+    QTest::newRow("No, then Yes to All: no third question")
+        << 3 << QList{0, 1, 2} << QList{A::No, A::YesToAll} << false << 2 << QList{1, 2} << true;
+    QTest::newRow("No to All skips existing files, writes the others")
+        << 3 << QList{0, 2} << QList{A::NoToAll} << false << 1 << QList{1} << true;
+    QTest::newRow("every document skipped still succeeds")
+        << 2 << QList{0, 1} << QList{A::No, A::No} << false << 2 << QList<int>{} << true;
+    QTest::newRow("the only document as its own output, answered Yes")
+        << 1 << QList<int>{} << QList{A::Yes} << true << 1 << QList<int>{} << false;
+    QTest::newRow("the only document as its own output, answered No")
+        << 1 << QList<int>{} << QList{A::No} << true << 1 << QList<int>{} << true;
+}
+
+void TestApp::perDocumentRun()
+{
+    QFETCH(int, documents);
+    QFETCH(QList<int>, existing);
+    QFETCH(QList<OverwriteAnswer>, answers);
+    QFETCH(bool, ownFolder);
+    QFETCH(int, questions);
+    QFETCH(QList<int>, written);
+    QFETCH(bool, success);
+    QVERIFY(QDir(m_dir->path()).mkdir(QStringLiteral("out")));
+    const QString out = ownFolder ? m_dir->path() : path(QStringLiteral("out"));
+    QStringList inputs;
+    QStringList outputs;
+    for (int i = 0; i < documents; ++i) {
+        const QString name = QString(QChar(u'a' + i));
+        inputs << document(name + QStringLiteral(".pdf"), 1);
+        outputs << QDir(out).filePath(name + QStringLiteral(".pdf"));
+    }
+    for (int i : existing) {
+        TestPdf::write(outputs[i], TestPdf::pages(1, QStringLiteral("old")));
+    }
+    QList<QByteArray> before;
+    for (const QString &input : inputs) {
+        before << digest(input);
+    }
+
+    CopyTool tool(m_alerts);
+    m_alerts.pdfPanels << inputs;
+    tool.documents->OnAddPDFDocument();
+    m_alerts.log.clear();
+    m_alerts.answers = answers;
+    tool.OnRun(out, QStringLiteral("[FileName]"));
+    waitForRun(tool);
+
+    QCOMPARE(m_alerts.log.size(), questions + 1);
+    QCOMPARE(m_alerts.log.last(),
+             success ? QStringLiteral("message|PDF document(s) copied successfully.")
+                     : QStringLiteral("message|Could not copy PDF document(s)."));
+    for (int i = 0; i < documents; ++i) {
+        QCOMPARE(digest(inputs[i]), before[i]);
+        if (ownFolder) {
+            continue;
+        }
+        const QString marker = written.contains(i) || !existing.contains(i)
+                                   ? QString(QChar(u'a' + i)) + QStringLiteral("1")
+                                   : QStringLiteral("old1");
+        QCOMPARE(TestPdf::read(outputs[i]).markers(), QStringList{marker});
+    }
+}
+
+void TestApp::perDocumentRunChecksAndProgress()
+{
+    CopyTool tool(m_alerts);
+    tool.OnRun(m_dir->path(), QStringLiteral("[FileName]_copy"));
+    QStringList inputs;
+    for (const char *name : {"a.pdf", "b.pdf", "c.pdf", "d.pdf"}) {
+        inputs << document(QString::fromLatin1(name), 1);
+    }
+    m_alerts.pdfPanels << inputs;
+    tool.documents->OnAddPDFDocument();
+    tool.OnRun(QString(), QStringLiteral("[FileName]_copy"));
+    QCOMPARE(m_alerts.log,
+             (QStringList{"message|There are no PDF documents to copy.",
+                          "pdfs",
+                          "message|Please select an output folder."}));
+    QVERIFY(!tool.isRunning());
+
+    QSignalSpy progress(tool.bar, &QProgressBar::valueChanged);
+    tool.OnRun(m_dir->path(), QStringLiteral("[FileName]_copy"));
+    waitForRun(tool);
+    QList<int> values;
+    for (const auto &arguments : progress) {
+        values << arguments.at(0).toInt();
+    }
+    QCOMPARE(values, (QList<int>{25, 50, 75, 0}));
+    QCOMPARE(TestPdf::read(path(QStringLiteral("d_copy.pdf"))).markers(), QStringList{"d1"});
 }
 
 void TestApp::mergeWholeRun()
@@ -997,6 +1144,10 @@ void TestApp::menusAndHelpPages()
     QVERIFY(!action(&merge, "actionNew")->isEnabled());
     ViewControllerSplit split(m_alerts);
     QVERIFY(action(&split, "actionNew")->isEnabled());
+    // F1 opens the page of the window's own tool.
+    QCOMPARE(action(&split, "actionHowToSplitPDFDocuments")->shortcut(),
+             QKeySequence(QKeySequence::HelpContents));
+    QVERIFY(action(&split, "actionHowToMergePDFDocuments")->shortcut().isEmpty());
 
     // Every How-To command opens a page that ships with the program.
     const QList<std::pair<const char *, Tool>> commands{
