@@ -304,7 +304,11 @@ void DocumentList::OnRemoveSelected()
     const int row = selectedRow();
     if (row >= 0) {
         removePath(row);
+        // The view would select the next row; the preview is cleared instead, with nothing
+        // selected.
+        m_table->selectionModel()->clear();
         emit listChanged();
+        emit currentPDFChanged(QString());
     }
     emit previewCleared();
 }
@@ -329,6 +333,7 @@ void DocumentList::clear()
     beginResetModel();
     m_paths.clear();
     endResetModel();
+    emit currentPDFChanged(QString());
 }
 
 void DocumentList::OnTableViewDoubleClick()

@@ -5,6 +5,7 @@
 #include "naming/outputnames.h"
 #include "naming/profiles.h"
 
+#include <QAction>
 #include <QApplication>
 #include <QDir>
 #include <QFileInfo>
@@ -42,6 +43,14 @@ void ToolWindow::setInterfaceEnabled(bool enabled)
 {
     for (QWidget *control : std::as_const(m_interfaceControls)) {
         control->setEnabled(enabled);
+    }
+    // Nor may the menu reset or reload the settings under a run.
+    if (hasSettings()) {
+        for (const char *name : {"actionNew", "actionLoadProfile"}) {
+            if (auto *action = findChild<QAction *>(QString::fromLatin1(name))) {
+                action->setEnabled(enabled);
+            }
+        }
     }
 }
 

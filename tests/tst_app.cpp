@@ -395,11 +395,14 @@ void TestApp::removeCommands()
     QCOMPARE(list.listPdfPaths(), (QStringList{a, b}));
     QCOMPARE(cleared.count(), 1);
 
+    QSignalSpy current(&list, &DocumentList::currentPDFChanged);
     list.selectRow(0);
-    QCOMPARE(list.currentPDF(), a);
+    QCOMPARE(current.last().at(0).toString(), a);
     list.OnRemoveSelected();
     QCOMPARE(list.listPdfPaths(), QStringList{b});
     QCOMPARE(cleared.count(), 2);
+    // The preview follows: no document is selected any more.
+    QCOMPARE(current.last().at(0).toString(), QString());
 
     const QString question
         = QStringLiteral("yesno|Are you sure you want to remove all PDF documents from the list?");
@@ -815,7 +818,10 @@ void TestApp::splitWholeRun()
 
     QTest::mouseClick(child<QPushButton>(&window, "buttonSplitPDFDocuments"), Qt::LeftButton);
     QVERIFY(!child<QWidget>(&window, "textFieldNames")->isEnabled());
+    QVERIFY(!action(&window, "actionNew")->isEnabled());
+    QVERIFY(!action(&window, "actionLoadProfile")->isEnabled());
     waitForRun(window);
+    QVERIFY(action(&window, "actionNew")->isEnabled());
     QCOMPARE(m_alerts.log.last(), QStringLiteral("message|") + splitText);
 
     QStringList expectedNames;
