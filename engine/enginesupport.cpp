@@ -133,34 +133,44 @@ void copyDocumentInfo(QPDF &source, QPDF &target)
 bool writeDocument(QPDF &pdf, const QString &target, const WriteSettings &settings)
 {
     PendingOutput output(target);
-    if (!output.file()) {
+    if (!writeDocument(pdf, output, settings)) {
+        return false;
+    }
+    if (!output.commit(settings.sync)) {
         qCWarning(lcEngine).noquote().nospace()
             << "Cannot write " << target << ": " << output.errorText();
         return false;
     }
-    const bool written = guarded("Cannot write", target, [&] {
+    return true;
+}
+
+bool writeDocument(QPDF &pdf, PendingOutput &output, const WriteSettings &settings)
+{
+    if (!output.file()) {
+        qCWarning(lcEngine).noquote().nospace()
+            << "Cannot write " << output.target() << ": " << output.errorText();
+        return false;
+    }
+    const bool written = guarded("Cannot write", output.target(), [&] {
         QPDFWriter writer(pdf);
         writer.setOutputFile(output.tempPath().c_str(), output.file(), false);
         // Copied streams keep their bytes: decoding and re-deflating them costs several times
         // the whole copy and gains nothing.
         writer.setCompressStreams(false);
         writer.setDecodeLevel(qpdf_dl_none);
-        writer.setPreserveEncryption(false);
+        writer.setPreserveEncryption(settings.inPlace);
         writer.setMinimumPDFVersion(settings.minimumVersion);
-        // A placeholder ID, replaced below by one derived from the written bytes.
-        writer.setStaticID(true);
+        // A placeholder ID, replaced below by one derived from the written bytes. A document
+        // that replaces itself keeps the first part of its own ID, which its encryption may
+        // depend on.
+        writer.setStaticID(!settings.inPlace);
         writer.write();
     });
     if (!written) {
         return false;
     }
-    if (!stampDocumentId(output.file())) {
-        qCInfo(lcEngine).noquote().nospace() << "No document ID written into " << target;
-    }
-    if (!output.commit(settings.sync)) {
-        qCWarning(lcEngine).noquote().nospace()
-            << "Cannot write " << target << ": " << output.errorText();
-        return false;
+    if (!settings.inPlace && !stampDocumentId(output.file())) {
+        qCInfo(lcEngine).noquote().nospace() << "No document ID written into " << output.target();
     }
     return true;
 }
@@ -287,12 +297,17 @@ bool PendingOutput::commit(bool sync)
         ok = false;
         error = errno;
     }
-    // A replaced file keeps its permissions; a new one gets the usual ones for new files.
+    // A replaced file keeps its permissions, and its owner where the system allows; a new one
+    // gets the usual permissions for new files.
     mode_t mode = 0;
     struct stat existing;
     const std::string target = encodePath(m_target);
     if (::stat(target.c_str(), &existing) == 0) {
         mode = existing.st_mode & 07777;
+        if (existing.st_uid != ::geteuid() || existing.st_gid != ::getegid()) {
+            [[maybe_unused]] const int ignored
+                = ::fchown(::fileno(file), existing.st_uid, existing.st_gid);
+        }
     } else {
         mode = 0666 & ~processUmask();
     }

@@ -53,9 +53,8 @@ enum class OpenFailure { None, Missing, Damaged, Password };
 // Opens path; an empty document (no pdf) when it does not open, with the reason in failure.
 // With readPages, a page tree that cannot be read also means the document does not open.
 // The file stays open until stayOpen(false) is called on the input.
-OpenDocument openDocument(const QString &path,
-                          OpenFailure *failure = nullptr,
-                          bool readPages = true);
+OpenDocument
+openDocument(const QString &path, OpenFailure *failure = nullptr, bool readPages = true);
 
 // The document's PDF version. (qpdf's own getVersionAsPDFVersion compiles a regular expression
 // on every call, which costs more than copying a small document's pages.)
@@ -77,12 +76,20 @@ struct WriteSettings
     PDFVersion minimumVersion{1, 3};
     // Flush the file to disk before it replaces the target (in-place edits).
     bool sync = false;
+    // The document replaces itself (in-place edits): it stays encrypted if it was, and keeps
+    // the first part of its ID. Outputs are written unencrypted, with an ID from their bytes.
+    bool inPlace = false;
 };
 
+class PendingOutput;
+
 // Writes pdf to a temporary file beside target and renames it over target when complete.
-// Copied streams are written byte for byte; the same document is written as the same bytes. False, with the target untouched and no temporary
-// file left, when anything fails (unwritable folder, full disk, a damaged input stream).
+// Copied streams are written byte for byte; the same document is written as the same bytes. False,
+// with the target untouched and no temporary file left, when anything fails (unwritable folder,
+// full disk, a damaged input stream).
 bool writeDocument(QPDF &pdf, const QString &target, const WriteSettings &settings);
+// Writes pdf into output without committing it, for callers that must release the input first.
+bool writeDocument(QPDF &pdf, PendingOutput &output, const WriteSettings &settings);
 
 // A temporary file beside a target, renamed over the target by commit(); removed otherwise.
 class PendingOutput
@@ -95,6 +102,7 @@ public:
 
     // Null when the temporary file could not be created; errorText() says why.
     FILE *file() const { return m_file; }
+    const QString &target() const { return m_target; }
     const std::string &tempPath() const { return m_tempPath; }
     QString errorText() const { return m_error; }
     // Closes the file (synced to disk first when asked), gives it the target's permissions
