@@ -168,37 +168,69 @@ void write(const QString &path, const Document &document)
         namesDict.replaceKey("/Dests", tree.getObjectHandle());
         pdf.getRoot().replaceKey("/Names", namesDict);
     }
-    auto info = pdf.makeIndirectObject(QPDFObjectHandle::newDictionary());
-    if (!document.title.isNull()) {
-        info.replaceKey("/Title", text(document.title));
+    if (!document.noInfo) {
+        auto info = pdf.makeIndirectObject(QPDFObjectHandle::newDictionary());
+        if (!document.title.isNull()) {
+            info.replaceKey("/Title", text(document.title));
+        }
+        if (!document.author.isNull()) {
+            info.replaceKey("/Author", text(document.author));
+        }
+        if (!document.subject.isNull()) {
+            info.replaceKey("/Subject", text(document.subject));
+        }
+        if (!document.keywords.isNull()) {
+            info.replaceKey("/Keywords", text(document.keywords));
+        }
+        pdf.getTrailer().replaceKey("/Info", info);
     }
-    if (!document.author.isNull()) {
-        info.replaceKey("/Author", text(document.author));
+    if (!document.xmp.isNull()) {
+        auto metadata = QPDFObjectHandle::newStream(&pdf, document.xmp.toStdString());
+        metadata.getDict().replaceKey("/Type", QPDFObjectHandle::newName("/Metadata"));
+        metadata.getDict().replaceKey("/Subtype", QPDFObjectHandle::newName("/XML"));
+        pdf.getRoot().replaceKey("/Metadata", metadata);
     }
-    if (!document.subject.isNull()) {
-        info.replaceKey("/Subject", text(document.subject));
-    }
-    if (!document.keywords.isNull()) {
-        info.replaceKey("/Keywords", text(document.keywords));
-    }
-    pdf.getTrailer().replaceKey("/Info", info);
 
-    QPDFWriter writer(pdf, QFile::encodeName(path).constData());
-    writer.setStaticID(true);
-    writer.setMinimumPDFVersion(document.version.toStdString());
-    if (document.encrypt || document.userPassword) {
-        writer.setR6EncryptionParameters(document.userPassword ? "user" : "",
-                                         "owner",
-                                         true,
-                                         true,
-                                         true,
-                                         true,
-                                         true,
-                                         true,
-                                         qpdf_r3p_full,
-                                         true);
+    const QByteArray fileName = QFile::encodeName(path);
+    {
+        QPDFWriter writer(pdf, fileName.constData());
+        writer.setStaticID(true);
+        writer.setMinimumPDFVersion(document.version.toStdString());
+        if (document.objectStreams || document.hybrid) {
+            writer.setObjectStreamMode(qpdf_o_generate);
+        }
+        if (document.encrypt || document.userPassword) {
+            writer.setR6EncryptionParameters(document.userPassword ? "user" : "",
+                                             "owner",
+                                             true,
+                                             true,
+                                             true,
+                                             true,
+                                             true,
+                                             true,
+                                             qpdf_r3p_full,
+                                             true);
+        }
+        writer.write();
     }
-    writer.write();
+    if (document.hybrid) {
+        QPDF written;
+        written.processFile(fileName.constData());
+        auto trailer = written.getTrailer();
+        QFile file(path);
+        if (!file.open(QIODevice::ReadWrite)) {
+            throw std::runtime_error("cannot reopen the test document");
+        }
+        const QByteArray bytes = file.readAll();
+        const qsizetype keyword = bytes.lastIndexOf("startxref");
+        const QByteArray stream = bytes.mid(keyword + 9).trimmed().split('\n').front().trimmed();
+        const std::string table
+            = "xref\n0 1\n0000000000 65535 f\r\ntrailer\n<< /Size "
+              + trailer.getKey("/Size").unparse() + " /Root " + trailer.getKey("/Root").unparse()
+              + " /Info " + trailer.getKey("/Info").unparse() + " /XRefStm " + stream.toStdString()
+              + " >>\nstartxref\n" + std::to_string(bytes.size()) + "\n%%EOF\n";
+        file.write(table.data(), qint64(table.size()));
+    }
 }
 
 QStringList ReadDocument::markers() const
@@ -283,6 +315,13 @@ ReadDocument read(const QString &path)
         result.author = infoText("/Author");
         result.subject = infoText("/Subject");
         result.keywords = infoText("/Keywords");
+        auto metadata = pdf.getRoot().getKey("/Metadata");
+        if (metadata.isStream()) {
+            const auto data = metadata.getStreamData();
+            result.xmp = QByteArray(reinterpret_cast<const char *>(data->getBuffer()),
+                                    qsizetype(data->getSize()));
+        }
+        result.clean = !pdf.anyWarnings();
         result.opened = true;
     } catch (const std::exception &) {
         result.opened = false;

@@ -3,6 +3,7 @@
 // Test documents built with qpdf, and a reader that tells what a written document holds: page
 // boxes, rotation, a marker per page, links and the information dictionary.
 
+#include <QByteArray>
 #include <QList>
 #include <QRectF>
 #include <QString>
@@ -43,6 +44,15 @@ struct Document
     bool encrypt = false;
     // A user password (does not open without it).
     bool userPassword = false;
+    // No information dictionary at all (the four texts above are then not written).
+    bool noInfo = false;
+    // An XMP packet as the catalog's /Metadata stream.
+    QByteArray xmp;
+    // Objects in object streams, found through a cross-reference stream.
+    bool objectStreams = false;
+    // Object streams, and a cross-reference table after them that leads to the stream through
+    // /XRefStm, as some writers make for readers that predate streams.
+    bool hybrid = false;
 };
 
 // n pages of letter size with markers "p1" ... "pn".
@@ -70,6 +80,9 @@ struct ReadDocument
     QString author;
     QString subject;
     QString keywords;
+    QByteArray xmp;
+    // Read without a warning: no repair was needed.
+    bool clean = false;
     QStringList markers() const;
 };
 

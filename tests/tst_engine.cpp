@@ -1,13 +1,17 @@
-// The engine's read side, merge and split, on documents built for each case and on real ones.
+// The engine's read side, merge, split and document properties, on documents built for each
+// case and on real ones.
 
 #include "engine/pdftools.h"
+#include "engine/xmp.h"
 #include "testpdf.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QPdfDocument>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QXmlStreamReader>
 
 #include <csignal>
 #include <sys/resource.h>
@@ -32,6 +36,71 @@ QStringList strayFiles(const QDir &dir, const QStringList &expected)
         }
     }
     return stray;
+}
+
+QByteArray contents(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+// The title as PDFium (the preview's renderer, and many a browser's viewer) reads it.
+QString pdfiumTitle(const QString &path)
+{
+    QPdfDocument document;
+    document.load(path);
+    return document.metaData(QPdfDocument::MetaDataField::Title).toString();
+}
+
+const QString dc = QStringLiteral("http://purl.org/dc/elements/1.1/");
+const QString pdfNs = QStringLiteral("http://ns.adobe.com/pdf/1.3/");
+const QString rdfNs = QStringLiteral("http://www.w3.org/1999/02/22-rdf-syntax-ns#");
+
+// Every value an XMP packet gives a property, in element or attribute form; for an array, its
+// first item.
+QStringList xmpValues(const QByteArray &xmp, const QString &ns, const QString &name)
+{
+    QStringList values;
+    QXmlStreamReader reader(xmp);
+    while (!reader.atEnd()) {
+        if (reader.readNext() != QXmlStreamReader::StartElement) {
+            continue;
+        }
+        for (const auto &attribute : reader.attributes()) {
+            if (attribute.namespaceUri() == ns && attribute.name() == name) {
+                values << attribute.value().toString();
+            }
+        }
+        if (reader.namespaceUri() != ns || reader.name() != name) {
+            continue;
+        }
+        QString text;
+        for (int depth = 1; depth > 0 && !reader.atEnd();) {
+            const auto token = reader.readNext();
+            if (token == QXmlStreamReader::StartElement && reader.name() == u"li") {
+                text = reader.readElementText();
+                reader.skipCurrentElement(); // the array
+                reader.skipCurrentElement(); // the property
+                break;
+            }
+            depth += token == QXmlStreamReader::StartElement ? 1
+                     : token == QXmlStreamReader::EndElement ? -1
+                                                             : 0;
+            if (token == QXmlStreamReader::Characters) {
+                text += reader.text();
+            }
+        }
+        values << text.trimmed();
+    }
+    return values;
+}
+
+QByteArray packet(const QByteArray &description)
+{
+    return "<?xpacket begin=\"\xef\xbb\xbf\" id=\"W5M0MpCehiHzreSzNTczkc9d\"?>"
+           "<x:xmpmeta xmlns:x=\"adobe:ns:meta/\">"
+           "<rdf:RDF xmlns:rdf=\"http://www.w3.org/1999/02/22-rdf-syntax-ns#\">"
+           + description + "</rdf:RDF></x:xmpmeta><?xpacket end=\"w\"?>";
 }
 
 // Sets a resource limit for the length of a scope.
@@ -79,6 +148,16 @@ private slots:
     void links_data();
     void links();
     void realDocuments();
+    void propertyTemplates_data();
+    void propertyTemplates();
+    void propertiesSaved_data();
+    void propertiesSaved();
+    void propertiesNotSaved_data();
+    void propertiesNotSaved();
+    void propertiesKeepPermissionsAndLinks();
+    void propertiesOfRealDocuments();
+    void xmpPacket_data();
+    void xmpPacket();
 
 private:
     QString path(const QString &name) const { return m_dir->filePath(name); }
@@ -468,6 +547,265 @@ void TestEngine::realDocuments()
     QVERIFY2(working >= 3, "the pdfTeX document's internal links still lead somewhere");
     QCOMPARE(PDFTools::SummarizeDocument(path("all.pdf")).title,
              PDFTools::SummarizeDocument(inputs[0]).title);
+}
+
+void TestEngine::propertyTemplates_data()
+{
+    // The document's title, author, subject and keywords; the four templates; what is written.
+    QTest::addColumn<QString>("fileName");
+    QTest::addColumn<QStringList>("before");
+    QTest::addColumn<QStringList>("templates");
+    QTest::addColumn<QStringList>("after");
+    const QStringList report{"Sales", "Ann", "Figures", "Finance; 2019"};
+    QTest::newRow("worked example")
+        << "Q3 Report.pdf" << report
+        << QStringList{"[FileName] - [Original]", "[Original]", "", "[Original] draft,[FileName]"}
+        << QStringList{"Q3 Report - Sales", "Ann", "", "Finance, 2019, draft, Q3 Report"};
+    QTest::newRow("defaults") << "Q3 Report.pdf" << report
+                              << QStringList{"[FileName]", "[Original]", "[Original]", "[Original]"}
+                              << QStringList{"Q3 Report", "Ann", "Figures", "Finance, 2019"};
+    QTest::newRow("placeholders are case-sensitive")
+        << "a.pdf" << report << QStringList{"[original]", "[FILENAME]", "[Original]!", "[original]"}
+        << QStringList{"[original]", "[FILENAME]", "Figures!", "[original]"};
+    QTest::newRow("blanks and commas separate keywords")
+        << "a.pdf" << report << QStringList{"", "", "", "a b,,c  ,"}
+        << QStringList{"", "", "", "a, b, c"};
+    QTest::newRow("keyword placeholders only as whole pieces")
+        << "a.pdf" << report << QStringList{"", "", "", "[Original] x[Original] [Original]"}
+        << QStringList{"", "", "", "Finance, 2019, x[Original], Finance, 2019"};
+    QTest::newRow("every .pdf leaves the file name")
+        << "my.pdfs.pdf" << report << QStringList{"[FileName]", "", "", "[FileName]"}
+        << QStringList{"mys", "", "", "mys"};
+    QTest::newRow("upper-case extension stays")
+        << "notes.PDF" << report << QStringList{"[FileName]", "", "", ""}
+        << QStringList{"notes.PDF", "", "", ""};
+    QTest::newRow("a placeholder inside the old value is replaced")
+        << "Annual.pdf" << QStringList{"[FileName] draft", "", "", ""}
+        << QStringList{"[Original]", "[Original]", "[Original]", "[Original]"}
+        << QStringList{"Annual draft", "", "", ""};
+    QTest::newRow("any script") << "a.pdf" << QStringList{"Ελληνικά", "", "", ""}
+                                << QStringList{"[Original] 日本語 😀", "Jürgen Œ", "", "Ω ü"}
+                                << QStringList{"Ελληνικά 日本語 😀", "Jürgen Œ", "", "Ω, ü"};
+    QTest::newRow("no information dictionary")
+        << "Bare.pdf" << QStringList{} << QStringList{"[FileName]", "[Original]", "", "[Original]"}
+        << QStringList{"Bare", "", "", ""};
+}
+
+void TestEngine::propertyTemplates()
+{
+    QFETCH(QString, fileName);
+    QFETCH(QStringList, before);
+    QFETCH(QStringList, templates);
+    QFETCH(QStringList, after);
+    TestPdf::Document document = TestPdf::pages(2);
+    document.noInfo = before.isEmpty();
+    if (!before.isEmpty()) {
+        document.title = before[0];
+        document.author = before[1];
+        document.subject = before[2];
+        document.keywords = before[3];
+    }
+    TestPdf::write(path(fileName), document);
+    QVERIFY(PDFTools::ChangedDocumentsPropertiesWithPdfPath(
+        path(fileName), templates[0], templates[1], templates[2], templates[3]));
+    const auto read = TestPdf::read(path(fileName));
+    QVERIFY(read.clean);
+    QCOMPARE((QStringList{read.title, read.author, read.subject, read.keywords}), after);
+    QCOMPARE(read.markers(), (QStringList{"p1", "p2"}));
+    // A fresh read gives the list back.
+    QCOMPARE(PDFTools::SummarizeDocument(path(fileName)).keywords.join(QLatin1String(", ")),
+             after[3]);
+}
+
+void TestEngine::propertiesSaved_data()
+{
+    QTest::addColumn<QString>("kind");
+    QTest::addColumn<bool>("appended"); // the original bytes stay as they were, at the start
+    QTest::newRow("cross-reference table") << "table" << true;
+    QTest::newRow("cross-reference stream") << "stream" << true;
+    QTest::newRow("hybrid cross-references") << "hybrid" << false;
+    QTest::newRow("encrypted") << "encrypted" << false;
+}
+
+void TestEngine::propertiesSaved()
+{
+    QFETCH(QString, kind);
+    QFETCH(bool, appended);
+    TestPdf::Document document = TestPdf::pages(3);
+    document.title = QStringLiteral("Old");
+    document.objectStreams = kind == QLatin1String("stream");
+    document.hybrid = kind == QLatin1String("hybrid");
+    document.encrypt = kind == QLatin1String("encrypted");
+    TestPdf::write(path("doc.pdf"), document);
+    const QByteArray original = contents(path("doc.pdf"));
+
+    // Twice: an update is appended to an update.
+    for (const QString title : {"Naïve ☃", "[Original] 2"}) {
+        QVERIFY(
+            PDFTools::ChangedDocumentsPropertiesWithPdfPath(path("doc.pdf"), title, "", "", ""));
+    }
+    const auto read = TestPdf::read(path("doc.pdf"));
+    QVERIFY(read.clean);
+    QCOMPARE(read.title, QStringLiteral("Naïve ☃ 2"));
+    QCOMPARE(read.markers(), (QStringList{"p1", "p2", "p3"}));
+    QCOMPARE(pdfiumTitle(path("doc.pdf")), QStringLiteral("Naïve ☃ 2"));
+    QCOMPARE(contents(path("doc.pdf")).startsWith(original), appended);
+    QCOMPARE(PDFTools::LoadTest(path("doc.pdf")) == PDFTools::LoadStatus::Encrypted,
+             document.encrypt);
+    QCOMPARE(strayFiles(QDir(m_dir->path()), {"doc.pdf"}), QStringList());
+}
+
+void TestEngine::propertiesNotSaved_data()
+{
+    QTest::addColumn<QString>("kind");
+    QTest::newRow("read-only file") << "read-only file";
+    QTest::newRow("read-only folder") << "read-only folder";
+    QTest::newRow("full disk") << "full disk";
+    QTest::newRow("not a PDF") << "not a PDF";
+    QTest::newRow("damaged, no page readable") << "damaged";
+    QTest::newRow("missing") << "missing";
+}
+
+void TestEngine::propertiesNotSaved()
+{
+    QFETCH(QString, kind);
+    QDir(m_dir->path()).mkdir(QStringLiteral("in"));
+    const QString doc = path("in/doc.pdf");
+    TestPdf::write(doc, TestPdf::pages(kind == QLatin1String("full disk") ? 400 : 1));
+    if (kind == QLatin1String("not a PDF")) {
+        QFile file(doc);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("%PDF-1.4\nnot really\n");
+    } else if (kind == QLatin1String("damaged")) {
+        // The catalog leads to no page tree, and the cross-reference offset is wrong.
+        QByteArray bytes = contents(doc);
+        const qsizetype pages = bytes.indexOf("/Pages ") + 7;
+        bytes.replace(pages, bytes.indexOf(' ', pages) - pages, "99");
+        bytes.replace(bytes.lastIndexOf("startxref") + 10, 1, "9");
+        QFile file(doc);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(bytes);
+    } else if (kind == QLatin1String("missing")) {
+        QFile::remove(doc);
+    } else if (kind == QLatin1String("read-only file")) {
+        QFile::setPermissions(doc, QFileDevice::ReadOwner | QFileDevice::ReadGroup);
+    } else if (kind == QLatin1String("read-only folder")) {
+        QFile::setPermissions(path("in"), QFileDevice::ReadOwner | QFileDevice::ExeOwner);
+    }
+    const QByteArray before = contents(doc);
+    const auto files = QDir(path("in")).entryList(QDir::Files | QDir::Hidden);
+    bool saved = true;
+    {
+        std::signal(SIGXFSZ, SIG_IGN);
+        ScopedLimit size(RLIMIT_FSIZE,
+                         kind == QLatin1String("full disk") ? 64 * 1024 : RLIM_INFINITY);
+        saved = PDFTools::ChangedDocumentsPropertiesWithPdfPath(doc, "New", "", "", "");
+    }
+    QFile::setPermissions(path("in"),
+                          QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+    QVERIFY(!saved);
+    QCOMPARE(contents(doc), before);
+    QCOMPARE(strayFiles(QDir(path("in")), files), QStringList());
+}
+
+void TestEngine::propertiesKeepPermissionsAndLinks()
+{
+    TestPdf::write(path("doc.pdf"), TestPdf::pages(1));
+    const auto mode = QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadGroup;
+    QFile::setPermissions(path("doc.pdf"), mode);
+    QVERIFY(QFile::link(path("doc.pdf"), path("link.pdf")));
+    QVERIFY(PDFTools::ChangedDocumentsPropertiesWithPdfPath(
+        path("link.pdf"), "[FileName]", "", "", ""));
+    QVERIFY(QFileInfo(path("link.pdf")).isSymLink());
+    QCOMPARE(TestPdf::read(path("doc.pdf")).title, QStringLiteral("link"));
+    QCOMPARE(QFileInfo(path("doc.pdf")).permissions() & 0x7077, mode & 0x7077);
+}
+
+void TestEngine::propertiesOfRealDocuments()
+{
+    const QStringList names{"020-xmp_output_with_metadata_pymupdf.pdf",
+                            "pdf20-utf8-test.pdf",
+                            "PDF 2.0 with offset start.pdf",
+                            "016-libre-office-link_libre-office-link.pdf"};
+    for (const QString &name : names) {
+        QVERIFY(QFile::copy(corpus(name), path(name)));
+        QFile::setPermissions(path(name), QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+        const auto before = TestPdf::read(path(name));
+        QVERIFY2(PDFTools::ChangedDocumentsPropertiesWithPdfPath(
+                     path(name), "[Original] ✓", "[Original]", "[Original]", "[Original] q"),
+                 qPrintable(name));
+        const auto after = TestPdf::read(path(name));
+        QVERIFY2(after.clean, qPrintable(name));
+        QCOMPARE(after.title, before.title + QStringLiteral(" ✓"));
+        QCOMPARE(after.pages.size(), before.pages.size());
+        QCOMPARE(pdfiumTitle(path(name)), after.title);
+    }
+    // The UTF-8 strings of PDF 2.0 are read as text.
+    QVERIFY(TestPdf::read(path("pdf20-utf8-test.pdf")).title.startsWith(QStringLiteral("表")));
+    // The XMP packet takes the new title and keywords; the author it alone knows stays.
+    const QByteArray xmp = TestPdf::read(path(names[0])).xmp;
+    QCOMPARE(xmpValues(xmp, dc, "title"), QStringList{"✓"});
+    QCOMPARE(xmpValues(xmp, dc, "creator"), QStringList{"John Doe"});
+    QCOMPARE(xmpValues(xmp, pdfNs, "Keywords"), QStringList{"q"});
+    QCOMPARE(xmpValues(xmp, "http://ns.adobe.com/pdfx/1.3/", "Style"), QStringList{"FooBarStyle"});
+}
+
+void TestEngine::xmpPacket_data()
+{
+    QTest::addColumn<QByteArray>("packet");
+    QTest::addColumn<bool>("setKeywords");
+    QTest::addColumn<QStringList>("titles"); // empty: the packet is left alone
+    QTest::addColumn<QStringList>("keywords");
+    QTest::addColumn<QStringList>("creators");
+    const QByteArray about
+        = "<rdf:Description rdf:about=\"\" xmlns:dc=\"http://purl.org/dc/elements/1.1/\" "
+          "xmlns:pdf=\"http://ns.adobe.com/pdf/1.3/\"";
+    QTest::newRow("properties replaced, the others kept")
+        << packet(about
+                  + "><dc:title><rdf:Alt><rdf:li xml:lang=\"x-default\">Old</rdf:li>"
+                    "<rdf:li xml:lang=\"de\">Alt</rdf:li></rdf:Alt></dc:title><dc:creator><rdf:Seq>"
+                    "<rdf:li>Ann</rdf:li></rdf:Seq></dc:creator><pdf:Keywords>k</pdf:Keywords>"
+                    "</rdf:Description>")
+        << true << QStringList{"A < B & \"C\""} << QStringList{"x, y"} << QStringList{"Ann"};
+    QTest::newRow("short-hand attribute replaced")
+        << packet(about + " pdf:Keywords=\"old\"/>") << true << QStringList{"A < B & \"C\""}
+        << QStringList{"x, y"} << QStringList{};
+    QTest::newRow("keywords not set are kept")
+        << packet(about + " pdf:Keywords=\"old\"/>") << false << QStringList{"A < B & \"C\""}
+        << QStringList{"old"} << QStringList{};
+    QTest::newRow("a description of its own") << packet("") << true << QStringList{"A < B & \"C\""}
+                                              << QStringList{"x, y"} << QStringList{};
+    QTest::newRow("another prefix for RDF")
+        << QByteArray("<r:RDF xmlns:r=\"http://www.w3.org/1999/02/22-rdf-syntax-ns#\">"
+                      "<r:Description r:about=\"\"/></r:RDF>")
+        << true << QStringList{"A < B & \"C\""} << QStringList{"x, y"} << QStringList{};
+    QTest::newRow("not well-formed")
+        << packet(about + "><dc:title>") << true << QStringList{} << QStringList{} << QStringList{};
+    QTest::newRow("no RDF") << QByteArray("<x:xmpmeta xmlns:x=\"adobe:ns:meta/\"/>") << true
+                            << QStringList{} << QStringList{} << QStringList{};
+}
+
+void TestEngine::xmpPacket()
+{
+    QFETCH(QByteArray, packet);
+    QFETCH(bool, setKeywords);
+    QFETCH(QStringList, titles);
+    QFETCH(QStringList, keywords);
+    QFETCH(QStringList, creators);
+    Engine::XmpProperties values;
+    values.title = QStringLiteral("A < B & \"C\"\x01");
+    if (setKeywords) {
+        values.keywords = QStringLiteral("x, y");
+    }
+    const QByteArray updated = Engine::updatedXmp(packet, values);
+    QCOMPARE(updated.isEmpty(), titles.isEmpty());
+    if (titles.isEmpty()) {
+        return;
+    }
+    QCOMPARE(xmpValues(updated, dc, "title"), titles);
+    QCOMPARE(xmpValues(updated, pdfNs, "Keywords"), keywords);
+    QCOMPARE(xmpValues(updated, dc, "creator"), creators);
+    QVERIFY(updated.startsWith(packet.left(packet.indexOf("?>") + 2)));
 }
 
 QTEST_GUILESS_MAIN(TestEngine)
