@@ -37,13 +37,15 @@ bool parseArguments(QCommandLineParser &parser,
     return true;
 }
 
-void addBatchOptions(QCommandLineParser &parser, bool withProfile)
+void addBatchOptions(QCommandLineParser &parser, bool withProfile, bool withOverwrite)
 {
-    parser.addOption({QStringLiteral("overwrite"),
-                      QStringLiteral("What to do with outputs that exist already: ask (the "
-                                     "default), all or none."),
-                      QStringLiteral("ask|all|none"),
-                      QStringLiteral("ask")});
+    if (withOverwrite) {
+        parser.addOption({QStringLiteral("overwrite"),
+                          QStringLiteral("What to do with outputs that exist already: ask (the "
+                                         "default), all or none."),
+                          QStringLiteral("ask|all|none"),
+                          QStringLiteral("ask")});
+    }
     parser.addOption({QStringLiteral("jobs"),
                       QStringLiteral("Documents processed at once (default: the number of "
                                      "cores)."),
@@ -57,10 +59,11 @@ void addBatchOptions(QCommandLineParser &parser, bool withProfile)
     }
 }
 
-BatchOptions readBatchOptions(const QCommandLineParser &parser)
+BatchOptions readBatchOptions(const QCommandLineParser &parser, bool withOverwrite)
 {
     BatchOptions options;
-    const QString overwrite = parser.value(QStringLiteral("overwrite"));
+    const QString overwrite
+        = withOverwrite ? parser.value(QStringLiteral("overwrite")) : QStringLiteral("ask");
     if (overwrite == QLatin1String("ask")) {
         options.overwrite = OverwriteMode::Ask;
     } else if (overwrite == QLatin1String("all")) {

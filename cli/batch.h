@@ -39,9 +39,10 @@ struct BatchOptions
     bool quiet = false;
 };
 
-// --overwrite, --jobs, --quiet (and --profile for the tools that have profiles).
-void addBatchOptions(QCommandLineParser &parser, bool withProfile);
-BatchOptions readBatchOptions(const QCommandLineParser &parser);
+// --overwrite, --jobs, --quiet (and --profile for the tools that have profiles). A tool that
+// writes no new files (properties) has no --overwrite.
+void addBatchOptions(QCommandLineParser &parser, bool withProfile, bool withOverwrite = true);
+BatchOptions readBatchOptions(const QCommandLineParser &parser, bool withOverwrite = true);
 
 // A number option, or a UsageError naming the option.
 double readNumber(const QCommandLineParser &parser, const QString &name);

@@ -26,6 +26,7 @@ const Subcommand subcommands[] = {
     {"merge", mergeCommand, false},
     {"split", splitCommand, false},
     {"render", renderCommand, false},
+    {"properties", propertiesCommand, false},
 };
 
 const Subcommand *findSubcommand(const char *name)
@@ -49,6 +50,8 @@ const char *usage()
            "  quire split -d DIR (--every N | --ranges EXPR) [--name TEMPLATE] [--profile FILE]\n"
            "              INPUT...\n"
            "  quire render FILE [--page N] -o OUT.png   the page as the preview shows it\n"
+           "  quire properties [--title T] [--author T] [--subject T] [--keywords T] [--yes] "
+           "INPUT...\n"
            "  quire --help | quire SUBCOMMAND --help | quire --version\n"
            "\n"
            "Batch options: --overwrite ask|all|none, --jobs N, --quiet.\n"

@@ -12,6 +12,7 @@ int infoCommand(const QStringList &args);
 int mergeCommand(const QStringList &args);
 int splitCommand(const QStringList &args);
 int renderCommand(const QStringList &args);
+int propertiesCommand(const QStringList &args);
 
 // Shared by the commands that write page images.
 

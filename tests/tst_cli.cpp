@@ -57,6 +57,9 @@ private slots:
     void render();
     void renderFailures_data();
     void renderFailures();
+    void properties();
+    void propertiesFailures_data();
+    void propertiesFailures();
 
 private:
     Result quire(const QStringList &args, const QByteArray &input = {});
@@ -97,6 +100,8 @@ void TestCli::helpVersionAndUsageErrors_data()
                                << "";
     QTest::newRow("split --help") << QStringList{"split", "--help"} << 0 << "--every"
                                   << "";
+    QTest::newRow("properties --help") << QStringList{"properties", "--help"} << 0 << "--keywords"
+                                       << "";
     QTest::newRow("unknown subcommand") << QStringList{"frobnicate"} << 2 << ""
                                         << "frobnicate";
     QTest::newRow("unknown option")
@@ -445,6 +450,92 @@ void TestCli::renderFailures()
     QVERIFY2(r.err.contains(reason), qPrintable(r.err));
     QCOMPARE(QDir(m_dir->path()).entryList(QDir::Files | QDir::Hidden),
              (QStringList{"doc.pdf", "locked.pdf"}));
+}
+
+void TestCli::properties()
+{
+    TestPdf::Document old = TestPdf::pages(2);
+    old.title = QStringLiteral("Old");
+    old.author = QStringLiteral("Ann");
+    old.keywords = QStringLiteral("k1; k2");
+    // The same documents in two folders, edited with one job and with three.
+    const QStringList names{"a.pdf", "Q3 Report.pdf", "c.pdf", "d.pdf"};
+    QList<QList<QByteArray>> digests;
+    for (const QString jobs : {"1", "3"}) {
+        QDir(m_dir->path()).mkdir(jobs);
+        QStringList files;
+        for (const QString &name : names) {
+            files << jobs + QLatin1Char('/') + name;
+            TestPdf::write(path(files.back()), old);
+        }
+        Result r = quire(QStringList{"properties", "--yes", "--jobs", jobs} + files);
+        QCOMPARE(r.exitCode, 0);
+        QCOMPARE(r.out, QStringLiteral("Properties updated successfully.\n"));
+        r = quire(QStringList{"properties",
+                              "--yes",
+                              "--jobs",
+                              jobs,
+                              "--author",
+                              "[Original] & Bo",
+                              "--keywords",
+                              "[Original] [FileName]"}
+                  + files);
+        QCOMPARE(r.exitCode, 0);
+        QList<QByteArray> edited;
+        for (const QString &file : files) {
+            edited << digest(path(file));
+        }
+        digests << edited;
+    }
+    QCOMPARE(digests[1], digests[0]);
+    const auto read = TestPdf::read(path("1/Q3 Report.pdf"));
+    QCOMPARE(read.title, QStringLiteral("Q3 Report"));
+    QCOMPARE(read.author, QStringLiteral("Ann & Bo"));
+    QCOMPARE(read.keywords, QStringLiteral("k1, k2, Q3 Report"));
+}
+
+void TestCli::propertiesFailures_data()
+{
+    QTest::addColumn<QStringList>("args");
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QString>("stderrHas");
+    QTest::addColumn<bool>("edited"); // a.pdf
+    QTest::newRow("no --yes without a terminal")
+        << QStringList{"properties", "a.pdf"} << 1 << "--yes" << false;
+    QTest::newRow("a read-only document")
+        << QStringList{"properties", "--yes", "locked.pdf", "a.pdf"} << 1 << "locked.pdf" << true;
+    QTest::newRow("a damaged document is left out")
+        << QStringList{"properties", "--yes", "bad.pdf", "a.pdf"} << 1 << "bad.pdf is left out"
+        << true;
+    QTest::newRow("nothing to overwrite")
+        << QStringList{"properties", "--yes", "--overwrite", "all", "a.pdf"} << 2 << "overwrite"
+        << false;
+}
+
+void TestCli::propertiesFailures()
+{
+    QFETCH(QStringList, args);
+    QFETCH(int, exitCode);
+    QFETCH(QString, stderrHas);
+    QFETCH(bool, edited);
+    TestPdf::write(path("a.pdf"), TestPdf::pages(1));
+    TestPdf::write(path("locked.pdf"), TestPdf::pages(1));
+    QFile::setPermissions(path("locked.pdf"), QFileDevice::ReadOwner);
+    QFile bad(path("bad.pdf"));
+    QVERIFY(bad.open(QIODevice::WriteOnly));
+    bad.write("not a PDF");
+    bad.close();
+    const QByteArray locked = digest(path("locked.pdf"));
+
+    const Result r = quire(args);
+    QCOMPARE(r.exitCode, exitCode);
+    QVERIFY2(r.err.contains(stderrHas), qPrintable(r.err));
+    QCOMPARE(r.lastLine(),
+             exitCode == 1 && edited
+                 ? QStringLiteral("Could not update PDF document(s) properties.")
+                 : QString());
+    QCOMPARE(TestPdf::read(path("a.pdf")).title, edited ? QStringLiteral("a") : QString());
+    QCOMPARE(digest(path("locked.pdf")), locked);
 }
 
 QTEST_GUILESS_MAIN(TestCli)
