@@ -4,6 +4,8 @@
 #include <QXmlStreamReader>
 #include <QXmlStreamWriter>
 
+#include <cstring>
+
 namespace Engine {
 
 namespace {
@@ -51,33 +53,27 @@ void writeProperties(QXmlStreamWriter &writer,
         writer.writeStartElement(QLatin1String(qualifiedName));
         writer.writeAttribute(QLatin1String("xmlns:") + QLatin1String(prefix), uri);
     };
-    const auto item = [&](const QString &value, bool defaultLanguage) {
+    // An array of one item: the default alternative of an Alt, the only member of a Seq.
+    const auto array = [&](const char *qualifiedName, const char *kind, const QString &value) {
+        start(qualifiedName, "dc", dcNamespace);
+        writer.writeStartElement(rdf(kind));
         writer.writeStartElement(rdf("li"));
-        if (defaultLanguage) {
+        if (std::strcmp(kind, "Alt") == 0) {
             writer.writeAttribute(QStringLiteral("xml:lang"), QStringLiteral("x-default"));
         }
         writer.writeCharacters(xmlText(value));
         writer.writeEndElement();
-    };
-    const auto alternative = [&](const char *qualifiedName, const QString &value) {
-        start(qualifiedName, "dc", dcNamespace);
-        writer.writeStartElement(rdf("Alt"));
-        item(value, true);
         writer.writeEndElement();
         writer.writeEndElement();
     };
     if (values.title) {
-        alternative("dc:title", *values.title);
+        array("dc:title", "Alt", *values.title);
     }
     if (values.author) {
-        start("dc:creator", "dc", dcNamespace);
-        writer.writeStartElement(rdf("Seq"));
-        item(*values.author, false);
-        writer.writeEndElement();
-        writer.writeEndElement();
+        array("dc:creator", "Seq", *values.author);
     }
     if (values.subject) {
-        alternative("dc:description", *values.subject);
+        array("dc:description", "Alt", *values.subject);
     }
     if (values.keywords) {
         start("pdf:Keywords", "pdf", pdfNamespace);
