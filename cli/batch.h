@@ -1,6 +1,7 @@
 #pragma once
 
 #include "naming/overwrite.h"
+#include "naming/profiles.h"
 
 #include <QCommandLineParser>
 #include <QString>
@@ -43,6 +44,25 @@ struct BatchOptions
 // writes no new files (properties) has no --overwrite.
 void addBatchOptions(QCommandLineParser &parser, bool withProfile, bool withOverwrite = true);
 BatchOptions readBatchOptions(const QCommandLineParser &parser, bool withOverwrite = true);
+
+// The settings of the --profile file, which must be one of tool's; nothing without --profile.
+// Throws UsageError when the file cannot be used.
+template <typename Settings>
+std::optional<Settings> readProfile(const QCommandLineParser &parser, const char *tool)
+{
+    const QString name = QStringLiteral("profile");
+    if (!parser.isSet(name)) {
+        return std::nullopt;
+    }
+    QString error;
+    const QString path = parser.value(name);
+    const auto json = Profiles::read(path, QString::fromLatin1(tool), &error);
+    auto settings = json ? Settings::fromJson(*json, &error) : std::nullopt;
+    if (!settings) {
+        throw UsageError{json ? QStringLiteral("the profile %1: %2").arg(path, error) : error};
+    }
+    return settings;
+}
 
 // A number option, or a UsageError naming the option.
 double readNumber(const QCommandLineParser &parser, const QString &name);

@@ -13,31 +13,43 @@ namespace Cli {
 int propertiesCommand(const QStringList &args)
 {
     QCommandLineParser parser;
-    const auto templateOption = [&](const char *name, const char *what, const char *initial) {
+    const Profiles::PropertiesSettings defaults;
+    const auto templateOption = [&](const char *name, const char *what, const QString &initial) {
         parser.addOption({QLatin1String(name),
                           QStringLiteral("The new %1 (default \"%2\"); [Original] is the "
                                          "present value, [FileName] the file name.")
-                              .arg(QLatin1String(what), QLatin1String(initial)),
-                          QStringLiteral("T"),
-                          QLatin1String(initial)});
+                              .arg(QLatin1String(what), initial),
+                          QStringLiteral("T")});
     };
-    templateOption("title", "title", "[FileName]");
-    templateOption("author", "author", "[Original]");
-    templateOption("subject", "subject", "[Original]");
-    templateOption("keywords", "keywords, separated by blanks or commas", "[Original]");
+    templateOption("title", "title", defaults.title);
+    templateOption("author", "author", defaults.author);
+    templateOption("subject", "subject", defaults.subject);
+    templateOption("keywords", "keywords, separated by blanks or commas", defaults.keywords);
     parser.addOption({QStringLiteral("yes"),
                       QStringLiteral("Edit the documents without asking for confirmation.")});
-    addBatchOptions(parser, false, false);
+    addBatchOptions(parser, true, false);
     parser.addPositionalArgument(QStringLiteral("INPUT"),
                                  QStringLiteral("PDF documents, edited where they are."));
     if (!parseArguments(parser,
                         args,
                         QStringLiteral("quire properties [--title T] [--author T] [--subject T] "
-                                       "[--keywords T] [--yes] INPUT..."),
+                                       "[--keywords T] [--yes] [--profile FILE] INPUT..."),
                         QStringLiteral("Rewrite the title, author, subject and keywords of each "
                                        "document from templates, in place."))) {
         return ExitSuccess;
     }
+    // The profile gives the templates the command line leaves out.
+    const auto settings
+        = readProfile<Profiles::PropertiesSettings>(parser, Profiles::PropertiesTool)
+              .value_or(defaults);
+    const auto option = [&](const char *name, const QString &fallback) {
+        const QString key = QLatin1String(name);
+        return parser.isSet(key) ? parser.value(key) : fallback;
+    };
+    const QString title = option("title", settings.title);
+    const QString author = option("author", settings.author);
+    const QString subject = option("subject", settings.subject);
+    const QString keywords = option("keywords", settings.keywords);
     const BatchOptions options = readBatchOptions(parser, false);
     const bool confirmed = parser.isSet(QStringLiteral("yes"));
     if (!confirmed && !stdinIsTerminal()) {
@@ -66,10 +78,6 @@ int propertiesCommand(const QStringList &args)
         }
     }
 
-    const QString title = parser.value(QStringLiteral("title"));
-    const QString author = parser.value(QStringLiteral("author"));
-    const QString subject = parser.value(QStringLiteral("subject"));
-    const QString keywords = parser.value(QStringLiteral("keywords"));
     ProgressBar bar(QStringLiteral("properties"), documents.size(), options.quiet);
     std::mutex barMutex;
     bool success = !inputs.anyRejected;

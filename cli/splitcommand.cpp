@@ -59,23 +59,9 @@ int splitCommand(const QStringList &args)
         return ExitSuccess;
     }
     // The profile gives the settings the command line leaves out.
-    Profiles::SplitSettings settings;
-    bool haveMode = false;
-    if (parser.isSet(QStringLiteral("profile"))) {
-        QString error;
-        const auto json = Profiles::read(parser.value(QStringLiteral("profile")),
-                                         QString::fromLatin1(Profiles::SplitTool),
-                                         &error);
-        const auto fromProfile
-            = json ? Profiles::SplitSettings::fromJson(*json, &error) : std::nullopt;
-        if (!fromProfile) {
-            throw UsageError{json ? QStringLiteral("the profile %1: %2")
-                                        .arg(parser.value(QStringLiteral("profile")), error)
-                                  : error};
-        }
-        settings = *fromProfile;
-        haveMode = true;
-    }
+    const auto profile = readProfile<Profiles::SplitSettings>(parser, Profiles::SplitTool);
+    Profiles::SplitSettings settings = profile.value_or(Profiles::SplitSettings());
+    const bool haveMode = profile.has_value();
     const bool everySet = parser.isSet(QStringLiteral("every"));
     const bool rangesSet = parser.isSet(QStringLiteral("ranges"));
     if (everySet && rangesSet) {

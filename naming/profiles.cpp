@@ -118,4 +118,27 @@ std::optional<SplitSettings> SplitSettings::fromJson(const QJsonObject &json, QS
     return settings;
 }
 
+QJsonObject PropertiesSettings::toJson() const
+{
+    QJsonObject json;
+    json.insert(QStringLiteral("title"), title);
+    json.insert(QStringLiteral("author"), author);
+    json.insert(QStringLiteral("subject"), subject);
+    json.insert(QStringLiteral("keywords"), keywords);
+    return json;
+}
+
+std::optional<PropertiesSettings> PropertiesSettings::fromJson(const QJsonObject &json,
+                                                               QString *error)
+{
+    PropertiesSettings settings;
+    if (!readString(json, QStringLiteral("title"), settings.title, error)
+        || !readString(json, QStringLiteral("author"), settings.author, error)
+        || !readString(json, QStringLiteral("subject"), settings.subject, error)
+        || !readString(json, QStringLiteral("keywords"), settings.keywords, error)) {
+        return std::nullopt;
+    }
+    return settings;
+}
+
 } // namespace Profiles

@@ -34,4 +34,19 @@ struct SplitSettings
 
 inline constexpr auto SplitTool = "split";
 
+// The Edit PDF Properties window's four templates.
+struct PropertiesSettings
+{
+    QString title = QStringLiteral("[FileName]");
+    QString author = QStringLiteral("[Original]");
+    QString subject = QStringLiteral("[Original]");
+    QString keywords = QStringLiteral("[Original]");
+
+    QJsonObject toJson() const;
+    // Keys that are missing keep their defaults; a key of the wrong type is an error.
+    static std::optional<PropertiesSettings> fromJson(const QJsonObject &json, QString *error);
+};
+
+inline constexpr auto PropertiesTool = "properties";
+
 } // namespace Profiles

@@ -492,6 +492,19 @@ void TestCli::properties()
     QCOMPARE(read.title, QStringLiteral("Q3 Report"));
     QCOMPARE(read.author, QStringLiteral("Ann & Bo"));
     QCOMPARE(read.keywords, QStringLiteral("k1, k2, Q3 Report"));
+
+    // A profile gives the templates the command line leaves out.
+    QFile profile(path("props.json"));
+    QVERIFY(profile.open(QIODevice::WriteOnly));
+    profile.write(R"({"tool": "properties", "version": 1,
+                      "settings": {"title": "P [FileName]", "subject": "S"}})");
+    profile.close();
+    const Result r = quire(
+        {"properties", "--yes", "--profile", "props.json", "--subject", "[Original]!", "1/a.pdf"});
+    QCOMPARE(r.exitCode, 0);
+    const auto profiled = TestPdf::read(path("1/a.pdf"));
+    QCOMPARE((QStringList{profiled.title, profiled.author, profiled.subject}),
+             (QStringList{"P a", "Ann & Bo", "!"}));
 }
 
 void TestCli::propertiesFailures_data()
@@ -507,6 +520,9 @@ void TestCli::propertiesFailures_data()
     QTest::newRow("a damaged document is left out")
         << QStringList{"properties", "--yes", "bad.pdf", "a.pdf"} << 1 << "bad.pdf is left out"
         << true;
+    QTest::newRow("another tool's profile")
+        << QStringList{"properties", "--yes", "--profile", "split.json", "a.pdf"} << 2
+        << "split.json" << false;
     QTest::newRow("nothing to overwrite")
         << QStringList{"properties", "--yes", "--overwrite", "all", "a.pdf"} << 2 << "overwrite"
         << false;
@@ -525,6 +541,10 @@ void TestCli::propertiesFailures()
     QVERIFY(bad.open(QIODevice::WriteOnly));
     bad.write("not a PDF");
     bad.close();
+    QFile profile(path("split.json"));
+    QVERIFY(profile.open(QIODevice::WriteOnly));
+    profile.write(R"({"tool": "split", "version": 1, "settings": {}})");
+    profile.close();
     const QByteArray locked = digest(path("locked.pdf"));
 
     const Result r = quire(args);
