@@ -90,6 +90,12 @@ void logWarnings(QPDF &pdf, const QString &path)
     }
 }
 
+QString infoText(QPDFObjectHandle info, const char *key)
+{
+    auto value = info.getKey(key);
+    return value.isString() ? QString::fromStdString(value.getUTF8Value()) : QString();
+}
+
 QString joinKeywords(const QStringList &keywords)
 {
     return keywords.join(QLatin1String(", "));

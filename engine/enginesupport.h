@@ -63,6 +63,10 @@ PDFVersion versionOf(QPDF &pdf);
 // qpdf's warnings for the document (repairs and the like) go to the log at info level.
 void logWarnings(QPDF &pdf, const QString &path);
 
+// An entry of the information dictionary info as text (either PDF encoding, or UTF-8); empty
+// when it is missing or not a text.
+QString infoText(QPDFObjectHandle info, const char *key);
+
 // Keywords are one text in the file: a list is stored joined with ", " and read back by
 // splitting on commas and semicolons and trimming blanks.
 QString joinKeywords(const QStringList &keywords);

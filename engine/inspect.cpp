@@ -44,12 +44,6 @@ QString pageSizeText(QPDFObjectHandle page)
     return QStringLiteral("%1 x %2").arg(width).arg(height);
 }
 
-QString infoText(QPDFObjectHandle info, const char *key)
-{
-    auto value = info.getKey(key);
-    return value.isString() ? QString::fromStdString(value.getUTF8Value()) : QString();
-}
-
 PDFTools::LoadStatus statusOf(const OpenDocument &doc, OpenFailure failure)
 {
     if (!doc.pdf) {

@@ -156,7 +156,10 @@ public:
     // Document properties
 
     // Rewrites title, author, subject and keywords from templates ("[Original]", "[FileName]")
-    // and saves the document in place. True when the document was saved.
+    // and saves the document in place; its XMP metadata, where it has some, takes the values
+    // that changed. True when the document was saved. False, with the file as it was, when it
+    // does not open, is read-only or in a read-only folder, cannot be written (a full disk), or
+    // is so damaged that no page of it can be read.
     static bool ChangedDocumentsPropertiesWithPdfPath(const QString &path,
                                                       const QString &title,
                                                       const QString &author,

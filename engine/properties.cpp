@@ -3,8 +3,9 @@
 // A sound document gets an incremental update: its bytes are copied as they are, then a new
 // information dictionary, a new XMP packet where it has one, and a cross-reference section (a
 // table or a stream, like the file's last one) whose /Prev leads back to the old sections. A
-// document that needed repair, or is encrypted, is rewritten whole instead. Either way the new
-// file is written beside the old one and renamed over it only when complete.
+// document that needed repair, is encrypted or has hybrid cross-references is rewritten whole
+// instead. Either way the new file is written beside the old one, flushed to disk, and renamed
+// over it only when complete.
 
 #include "enginesupport.h"
 #include "pdftools.h"
@@ -24,7 +25,6 @@
 #include <cstring>
 #include <optional>
 #include <stdexcept>
-#include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -74,13 +74,6 @@ QStringList resolvedKeywords(QString pattern, const QStringList &old, const QStr
         }
     }
     return keywords;
-}
-
-// An entry that is not a text counts as empty.
-QString infoText(QPDFObjectHandle info, const char *key)
-{
-    auto value = info.getKey(key);
-    return value.isString() ? QString::fromStdString(value.getUTF8Value()) : QString();
 }
 
 QPDFObjectHandle pdfText(const QString &text)
