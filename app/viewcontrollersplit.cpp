@@ -166,8 +166,15 @@ void ViewControllerSplit::OnSplitPDFDocuments()
                                   "a number of pages and split again."));
         return;
     }
-    if (!QFileInfo(s.folder).isDir()) {
+    const QFileInfo folder(s.folder);
+    if (!folder.isDir()) {
         abandonRun(QStringLiteral("The output folder %1 does not exist. Choose another folder.")
+                       .arg(s.folder));
+        return;
+    }
+    if (!folder.isWritable()) {
+        abandonRun(QStringLiteral("The output folder %1 cannot be written to. Choose another "
+                                  "folder.")
                        .arg(s.folder));
         return;
     }
