@@ -65,6 +65,45 @@ OpenDocument openDocument(const QString &path, OpenFailure *failure, bool readPa
     return doc;
 }
 
+qint64 pageCount(QPDF &pdf)
+{
+    auto count = pdf.getRoot().getKey("/Pages").getKey("/Count");
+    if (count.isInteger() && count.getIntValue() >= 0) {
+        return count.getIntValue();
+    }
+    return qint64(pdf.getAllPages().size());
+}
+
+static QPDFObjectHandle firstLeaf(QPDFObjectHandle node, int depth)
+{
+    auto kids = node.getKey("/Kids");
+    if (!kids.isArray()) {
+        return node.isDictionary() && node.hasKey("/Type")
+                       && !node.getKey("/Type").isNameAndEquals("/Pages")
+                   ? node
+                   : QPDFObjectHandle::newNull();
+    }
+    if (depth > 64) { // a tree that loops
+        return QPDFObjectHandle::newNull();
+    }
+    for (auto kid : kids.aitems()) {
+        auto page = firstLeaf(kid, depth + 1);
+        if (!page.isNull()) {
+            return page;
+        }
+    }
+    return QPDFObjectHandle::newNull();
+}
+
+QPDFObjectHandle firstPage(QPDF &pdf)
+{
+    auto page = firstLeaf(pdf.getRoot().getKey("/Pages"), 0);
+    if (page.isNull() && !pdf.getAllPages().empty()) {
+        page = pdf.getAllPages().front();
+    }
+    return page;
+}
+
 PDFVersion versionOf(QPDF &pdf)
 {
     const std::string text = pdf.getPDFVersion();

@@ -56,6 +56,12 @@ enum class OpenFailure { None, Missing, Damaged, Password };
 OpenDocument
 openDocument(const QString &path, OpenFailure *failure = nullptr, bool readPages = true);
 
+// The page count as the page tree states it, without reading every page (which means parsing
+// most of a large document); the pages themselves when the tree states no count.
+qint64 pageCount(QPDF &pdf);
+// Page 1, found by descending the page tree; null when there is none.
+QPDFObjectHandle firstPage(QPDF &pdf);
+
 // The document's PDF version. (qpdf's own getVersionAsPDFVersion compiles a regular expression
 // on every call, which costs more than copying a small document's pages.)
 PDFVersion versionOf(QPDF &pdf);

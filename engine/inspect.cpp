@@ -64,16 +64,25 @@ PDFTools::LoadStatus statusOf(const OpenDocument &doc, OpenFailure failure)
 
 qint64 PDFTools::GetPDFNumberOfPages(const QString &path)
 {
-    const auto doc = openDocument(path);
-    return doc.pdf ? qint64(doc.pages().size()) : 0;
+    qint64 count = 0;
+    const auto doc = openDocument(path, nullptr, false);
+    if (doc.pdf) {
+        guarded("Cannot count the pages of", path, [&] { count = pageCount(*doc.pdf); });
+    }
+    return count;
 }
 
 QString PDFTools::GetPDFPageSize(const QString &path)
 {
     QString text = QStringLiteral("0 x 0");
-    const auto doc = openDocument(path);
-    if (doc.pdf && !doc.pages().empty()) {
-        guarded("Cannot read the page size of", path, [&] { text = pageSizeText(doc.pages()[0]); });
+    const auto doc = openDocument(path, nullptr, false);
+    if (doc.pdf) {
+        guarded("Cannot read the page size of", path, [&] {
+            auto page = firstPage(*doc.pdf);
+            if (page.isDictionary()) {
+                text = pageSizeText(page);
+            }
+        });
     }
     return text;
 }
@@ -160,16 +169,17 @@ PDFTools::DocumentSummary PDFTools::SummarizeDocument(const QString &path)
     summary.fileSize = FileSizeText(summary.bytes);
 
     OpenFailure failure = OpenFailure::None;
-    const auto doc = openDocument(path, &failure);
+    const auto doc = openDocument(path, &failure, false);
     summary.status = statusOf(doc, failure);
     if (!doc.pdf) {
         return summary;
     }
     summary.encrypted = doc.pdf->isEncrypted();
-    summary.pages = qint64(doc.pages().size());
     guarded("Cannot read", path, [&] {
-        if (!doc.pages().empty()) {
-            summary.pageSize = pageSizeText(doc.pages()[0]);
+        summary.pages = pageCount(*doc.pdf);
+        auto page = firstPage(*doc.pdf);
+        if (page.isDictionary()) {
+            summary.pageSize = pageSizeText(page);
         }
         auto info = doc.pdf->getTrailer().getKey("/Info");
         if (info.isDictionary()) {
