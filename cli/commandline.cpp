@@ -25,6 +25,7 @@ const Subcommand subcommands[] = {
     {"info", infoCommand, false},
     {"merge", mergeCommand, false},
     {"split", splitCommand, false},
+    {"crop", cropCommand, false},
     {"render", renderCommand, false},
     {"properties", propertiesCommand, false},
 };
@@ -49,6 +50,9 @@ const char *usage()
            "  quire merge -o OUTPUT INPUT...\n"
            "  quire split -d DIR (--every N | --ranges EXPR) [--name TEMPLATE] [--profile FILE]\n"
            "              INPUT...\n"
+           "  quire crop -d DIR --rect X,Y,W,H [--percent] [--pages EXPR] [--name TEMPLATE] "
+           "INPUT...\n"
+           "  quire crop --rect X,Y,W,H [--percent] --preview N -o OUT.png FILE\n"
            "  quire render FILE [--page N] -o OUT.png   the page as the preview shows it\n"
            "  quire properties [--title T] [--author T] [--subject T] [--keywords T] [--yes]\n"
            "                   [--profile FILE] INPUT...\n"

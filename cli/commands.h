@@ -11,6 +11,7 @@ namespace Cli {
 int infoCommand(const QStringList &args);
 int mergeCommand(const QStringList &args);
 int splitCommand(const QStringList &args);
+int cropCommand(const QStringList &args);
 int renderCommand(const QStringList &args);
 int propertiesCommand(const QStringList &args);
 

@@ -4,13 +4,16 @@
 #include <QDateTime>
 #include <QImage>
 #include <QList>
+#include <QRectF>
 #include <QSize>
 #include <QSizeF>
 #include <QString>
 #include <QStringList>
+#include <QTransform>
 
 #include <functional>
 #include <memory>
+#include <optional>
 
 class PdfSource;
 
@@ -36,6 +39,32 @@ struct WatermarkSettings
     double imageVerticalOffset = 0;
     double imageHorizontalOffset = 0;
     double rotationDegrees = 0;
+};
+
+// How a page is laid out and shown: its boxes in user space (normalised, y up) and its rotation.
+//
+// A crop rectangle is given in crop coordinates: points, x to the right and y up on the page as
+// it is shown, the page spanning (0, 0) to displayedSize(). On an unrotated page these are the
+// page's own user-space coordinates (a media box that starts elsewhere than (0, 0) is not
+// shifted); on a rotated page they start at the shown lower-left corner of the media box.
+struct PageGeometry
+{
+    QRectF mediaBox{0, 0, 612, 792};
+    // What a viewer shows: the crop box within the media box (the media box without one).
+    QRectF visibleBox{0, 0, 612, 792};
+    // Clockwise turn when shown: 0, 90, 180 or 270.
+    int rotation = 0;
+
+    // The media box's width and height as shown (swapped for 90 and 270).
+    QSizeF displayedSize() const;
+    // Percentages of the shown page to points, each product in single precision: x and width
+    // of the shown width, y and height of the shown height.
+    QRectF percentToPoints(double x, double y, double width, double height) const;
+    // Crop coordinates to user space.
+    QTransform cropToUser() const;
+    // User space to the pixels of the page image (the visible box as shown, scale pixels a
+    // point, origin at the top-left corner, y down).
+    QTransform userToImage(double scale) const;
 };
 
 // Stateless operations on PDF files by path. Nothing here throws and nothing asks the user:
@@ -111,12 +140,19 @@ public:
 
     // Crop
 
+    // Boxes and rotation of the page with the 1-based number; nothing when the document does
+    // not open or has no such page.
+    static std::optional<PageGeometry> GetPDFPageGeometry(const QString &path, qint64 page);
     // The part of the rectangle that lies on the page (0, 0)-(width, height); not clamped, so a
     // rectangle off the page gives a zero or negative dimension. Not-a-number gives (0, 0).
     static QSizeF CalculateCroppedImageSize(
         QSizeF pageSize, double originX, double originY, double width, double height);
-    // Crops the listed pages (empty: every page) to the rectangle, in points or in percent of
-    // each page. False when the source does not open or the output cannot be written.
+    // Crops the listed pages (empty: every page; numbers outside the document are ignored) to
+    // the rectangle, in crop coordinates (see PageGeometry): points, or percent of each page's
+    // shown size. A cropped page's media box becomes the part of the rectangle on the page, and
+    // its other boxes are cut to it; a rectangle narrower or lower than a point, or off the page,
+    // leaves the page as it is. False when the rectangle is not finite, the source does not open
+    // or has no pages, or the output cannot be written.
     static bool CropPDF(const QString &path,
                         const QList<qint64> &pages,
                         const QString &outputPath,

@@ -3,6 +3,7 @@
 #include <QLoggingCategory>
 #include <QPainter>
 #include <QPdfDocument>
+#include <QRegion>
 #include <QThread>
 #include <QTransform>
 
@@ -108,6 +109,39 @@ QImage ImageTools::PDFPageToImageWithPdfPath(const QString &path, qint64 page)
     layOnWhite(image);
     image.setDotsPerMeterX(DotsPerMeter);
     image.setDotsPerMeterY(DotsPerMeter);
+    return image;
+}
+
+QImage ImageTools::DrawCropRectangleOnPageWithPdfPath(
+    const QString &path, qint64 page, double originX, double originY, double width, double height)
+{
+    const auto geometry = PDFTools::GetPDFPageGeometry(path, page);
+    if (!geometry) {
+        return {};
+    }
+    QImage image = PDFPageToImageWithPdfPath(path, page - 1);
+    if (image.isNull()) {
+        return {};
+    }
+    // The rectangle as entered: not clamped to the page, so a part off the page is simply not
+    // seen; one without area leaves the whole page dimmed.
+    QRect bright;
+    const QRectF rectangle(originX, originY, width, height);
+    if (width > 0 && height > 0 && std::isfinite(rectangle.right())
+        && std::isfinite(rectangle.bottom())) {
+        const QRectF shown = (geometry->cropToUser() * geometry->userToImage(Scale))
+                                 .mapRect(rectangle)
+                                 .intersected(QRectF(image.rect()));
+        bright = QRect(QPoint(qRound(shown.left()), qRound(shown.top())),
+                       QPoint(qRound(shown.right()) - 1, qRound(shown.bottom()) - 1));
+    }
+    // Outside the rectangle the page shows through a black layer of 60 % opacity.
+    QPainter painter(&image);
+    const QColor dim(0, 0, 0, 153);
+    for (const QRect &part : QRegion(image.rect()).subtracted(QRegion(bright))) {
+        painter.fillRect(part, dim);
+    }
+    painter.end();
     return image;
 }
 

@@ -20,8 +20,9 @@ public:
     // as displayed (a rotated page comes out rotated).
     static QImage PDFPageToImageWithPdfPath(const QString &path, qint64 page);
 
-    // The page (1-based) with everything outside the rectangle (points, origin at the lower-left
-    // corner of the displayed page) dimmed by a 60 % black layer.
+    // The page image of the page (1-based) with everything outside the rectangle dimmed by a
+    // 60 % black layer, no outline. The rectangle is in crop coordinates (points, see
+    // PageGeometry), drawn as given, neither clamped nor rejected as the crop would.
     static QImage DrawCropRectangleOnPageWithPdfPath(const QString &path,
                                                      qint64 page,
                                                      double originX,

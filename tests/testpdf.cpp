@@ -76,6 +76,9 @@ void write(const QString &path, const Document &document)
         if (page.cropBox && !page.inheritBoxes) {
             dict.replaceKey("/CropBox", rectangle(*page.cropBox));
         }
+        if (page.trimBox) {
+            dict.replaceKey("/TrimBox", rectangle(*page.trimBox));
+        }
         const std::string content
             = "% marker:" + page.marker.toStdString() + "\n0 0 1 rg 10 10 100 100 re f\n";
         dict.replaceKey("/Contents", QPDFObjectHandle::newStream(&pdf, content));
@@ -267,6 +270,9 @@ ReadDocument read(const QString &path)
             if (page.getKey("/CropBox").isRectangle()) {
                 read.cropBox = toRect(page.getKey("/CropBox"));
             }
+            if (page.getKey("/TrimBox").isRectangle()) {
+                read.trimBox = toRect(page.getKey("/TrimBox"));
+            }
             auto rotate = helper.getAttribute("/Rotate", false);
             read.rotate = rotate.isInteger() ? rotate.getIntValueAsInt() : 0;
             Pl_Buffer buffer("contents");
@@ -322,6 +328,13 @@ ReadDocument read(const QString &path)
                                     qsizetype(data->getSize()));
         }
         result.clean = !pdf.anyWarnings();
+        // Every object read, as a check of the whole file would.
+        for (auto object : pdf.getAllObjects()) {
+            if (object.isStream()) {
+                object.getRawStreamData();
+            }
+        }
+        result.warnings = int(pdf.getWarnings().size());
         result.opened = true;
     } catch (const std::exception &) {
         result.opened = false;

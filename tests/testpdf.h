@@ -19,6 +19,7 @@ struct Page
     int rotate = 0;
     QString marker; // written into the page's content as "% marker:<text>"
     std::optional<QRectF> cropBox;
+    std::optional<QRectF> trimBox;
     // A link annotation to this 0-based page of the same document (explicit destination).
     std::optional<int> linkTo;
     // A link through a named destination (a string in the /Names /Dests tree) to this page.
@@ -64,6 +65,7 @@ struct ReadPage
 {
     QRectF mediaBox;
     std::optional<QRectF> cropBox;
+    std::optional<QRectF> trimBox;
     int rotate = 0;
     QString marker;
     // For each link annotation: the 0-based index of the page it leads to in this document,
@@ -74,6 +76,7 @@ struct ReadPage
 struct ReadDocument
 {
     bool opened = false;
+    int warnings = 0; // qpdf's, reading the whole document
     QString version;
     QList<ReadPage> pages;
     QString title;

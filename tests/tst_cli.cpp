@@ -54,6 +54,10 @@ private slots:
     void overwriteModes();
     void sameResultForAnyNumberOfJobs_data();
     void sameResultForAnyNumberOfJobs();
+    void crop();
+    void cropFailures_data();
+    void cropFailures();
+    void cropPreview();
     void render();
     void renderFailures_data();
     void renderFailures();
@@ -395,6 +399,118 @@ void TestCli::sameResultForAnyNumberOfJobs()
     QCOMPARE(results[1].err, results[0].err);
     QCOMPARE(digests[0].size(), outputs);
     QCOMPARE(digests[1], digests[0]);
+}
+
+void TestCli::crop()
+{
+    TestPdf::write(path("a.pdf"), TestPdf::pages(3, QStringLiteral("a")));
+    TestPdf::write(path("b.pdf"), TestPdf::pages(2, QStringLiteral("b")));
+    QDir(m_dir->path()).mkdir(QStringLiteral("out"));
+    const QStringList args{
+        "crop", "-d", "out", "--rect", "10,10,50,50", "--percent", "--pages", "[1-2],9"};
+    QList<QByteArray> digests;
+    for (const QString jobs : {"1", "2"}) {
+        const Result r = quire(args + QStringList{"--jobs", jobs, "a.pdf", "b.pdf"});
+        QCOMPARE(r.exitCode, 0);
+        QCOMPARE(r.out, QStringLiteral("PDF document(s) cropped successfully.\n"));
+        digests << digest(path("out/a_Cropped.pdf")) + digest(path("out/b_Cropped.pdf"));
+        QFile::remove(path("out/a_Cropped.pdf"));
+        QFile::remove(path("out/b_Cropped.pdf"));
+    }
+    QCOMPARE(digests[1], digests[0]); // the same bytes for any number of jobs
+
+    Result r = quire(args + QStringList{"--name", "[FileName] small", "a.pdf"});
+    QCOMPARE(r.exitCode, 0);
+    const auto a = TestPdf::read(path("out/a small.pdf"));
+    QCOMPARE(a.markers(), (QStringList{"a1", "a2", "a3"}));
+    QCOMPARE(a.pages[0].mediaBox.size(), QSizeF(306, 396));
+    QCOMPARE(a.pages[1].mediaBox.size(), QSizeF(306, 396));
+    QCOMPARE(a.pages[2].mediaBox.size(), QSizeF(612, 792));
+
+    // No page of the expression in the document: every page is cropped, and the run says so.
+    r = quire({"crop", "-d", "out", "--rect", "0,0,100,100", "--pages", "[20-30]", "b.pdf"});
+    QCOMPARE(r.exitCode, 0);
+    QVERIFY2(r.err.contains(QStringLiteral("every page is cropped")), qPrintable(r.err));
+    const auto b = TestPdf::read(path("out/b_Cropped.pdf"));
+    QCOMPARE(b.pages[1].mediaBox, QRectF(0, 0, 100, 100));
+}
+
+void TestCli::cropFailures_data()
+{
+    QTest::addColumn<QStringList>("args");
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QString>("reason");
+    const QStringList rect{"--rect", "0,0,100,100"};
+    QTest::newRow("no folder") << (QStringList{"crop"} + rect + QStringList{"a.pdf"}) << 2
+                               << "-d DIR";
+    QTest::newRow("no rectangle") << QStringList{"crop", "-d", ".", "a.pdf"} << 2 << "--rect";
+    QTest::newRow("three numbers")
+        << QStringList{"crop", "-d", ".", "--rect", "1,2,3", "a.pdf"} << 2 << "1,2,3";
+    QTest::newRow("not numbers") << QStringList{"crop", "-d", ".", "--rect", "a,b,c,d", "a.pdf"}
+                                 << 2 << "a,b,c,d";
+    QTest::newRow("no documents") << (QStringList{"crop", "-d", "."} + rect) << 2
+                                  << "There are no PDF documents to crop.";
+    QTest::newRow("-o without --preview")
+        << (QStringList{"crop", "-d", ".", "-o", "x.png"} + rect + QStringList{"a.pdf"}) << 2
+        << "--preview";
+    QTest::newRow("missing folder")
+        << (QStringList{"crop", "-d", "nowhere"} + rect + QStringList{"a.pdf"}) << 1 << "nowhere";
+    QTest::newRow("over its own input")
+        << (QStringList{"crop", "-d", ".", "--name", "[FileName]", "--overwrite", "all"} + rect
+            + QStringList{"a.pdf"})
+        << 1 << "one of the input documents";
+    QTest::newRow("over another input")
+        << (QStringList{"crop", "-d", ".", "--name", "a", "--overwrite", "all"} + rect
+            + QStringList{"empty.pdf", "a.pdf"})
+        << 1 << "one of the input documents";
+    QTest::newRow("no pages") << (QStringList{"crop", "-d", "."} + rect + QStringList{"empty.pdf"})
+                              << 1 << "No pages";
+}
+
+void TestCli::cropFailures()
+{
+    QFETCH(QStringList, args);
+    QFETCH(int, exitCode);
+    QFETCH(QString, reason);
+    TestPdf::write(path("a.pdf"), TestPdf::pages(2));
+    TestPdf::write(path("empty.pdf"), TestPdf::Document());
+    const QByteArray before = digest(path("a.pdf"));
+    const Result r = quire(args);
+    QCOMPARE(r.exitCode, exitCode);
+    QVERIFY2(r.err.contains(reason), qPrintable(r.err));
+    if (exitCode == 1) {
+        QCOMPARE(r.lastLine(), QStringLiteral("Could not crop PDF document(s)."));
+    }
+    QCOMPARE(digest(path("a.pdf")), before);
+    QStringList files = QDir(m_dir->path()).entryList(QDir::Files | QDir::Hidden);
+    files.removeOne(QStringLiteral("empty_Cropped.pdf")); // the other input is still cropped
+    QCOMPARE(files, (QStringList{"a.pdf", "empty.pdf"}));
+}
+
+void TestCli::cropPreview()
+{
+    TestPdf::Document document = TestPdf::pages(2);
+    document.pages[1].mediaBox = QRectF(0, 0, 400, 200);
+    TestPdf::write(path("a.pdf"), document);
+    // The right half of page 2, in percent of that page.
+    Result r = quire(
+        {"crop", "--rect", "50,0,50,100", "--percent", "--preview", "2", "-o", "p.png", "a.pdf"});
+    QCOMPARE(r.exitCode, 0);
+    QCOMPARE(r.out, QString());
+    QImage image(path("p.png"));
+    QCOMPARE(image.size(), QSize(1600, 800));
+    QCOMPARE(image.pixel(1000, 400), qRgb(255, 255, 255));
+    QCOMPARE(image.pixel(600, 400), qRgb(102, 102, 102));
+
+    r = quire({"crop", "--preview", "1", "-o", "p.png", "a.pdf"});
+    QCOMPARE(r.exitCode, 0);
+    QCOMPARE(QImage(path("p.png")).pixel(2000, 400), qRgb(102, 102, 102)); // nothing kept yet
+
+    r = quire({"crop", "--preview", "3", "-o", "p.png", "a.pdf"});
+    QCOMPARE(r.exitCode, 1);
+    QVERIFY2(r.err.contains(QStringLiteral("has no page 3")), qPrintable(r.err));
+    r = quire({"crop", "--preview", "1", "-o", "p.png", "a.pdf", "a.pdf"});
+    QCOMPARE(r.exitCode, 2);
 }
 
 void TestCli::render()

@@ -14,6 +14,7 @@
 #include <thread>
 
 Q_DECLARE_METATYPE(TestPdf::Page)
+Q_DECLARE_METATYPE(QList<QPointF>)
 
 namespace {
 
@@ -40,6 +41,8 @@ private slots:
     void pageImageFailures_data();
     void pageImageFailures();
     void pageImageOnWorkerThreads();
+    void cropPreview_data();
+    void cropPreview();
     void rotateImage_data();
     void rotateImage();
     void resizeImageStretches();
@@ -181,6 +184,69 @@ void TestPreview::pageImageOnWorkerThreads()
     for (int i = 0; i < 6; ++i) {
         QVERIFY2(fromThreads[i] == expected[i % 3], qPrintable(QString::number(i)));
     }
+}
+
+void TestPreview::cropPreview_data()
+{
+    // Samples on the white of the page, in points from the shown lower-left corner: bright
+    // ones are white, dimmed ones 40 % white.
+    QTest::addColumn<TestPdf::Page>("page");
+    QTest::addColumn<QRectF>("rect");
+    QTest::addColumn<QList<QPointF>>("bright");
+    QTest::addColumn<QList<QPointF>>("dimmed");
+    const TestPdf::Page letter;
+    const QList<QPointF> quarters{{150, 200}, {450, 200}, {150, 600}, {450, 600}};
+    QTest::newRow("the whole page")
+        << letter << QRectF(0, 0, 612, 792) << quarters << QList<QPointF>();
+    QTest::newRow("nothing") << letter << QRectF(0, 0, 0, 0) << QList<QPointF>() << quarters;
+    QTest::newRow("negative width")
+        << letter << QRectF(300, 0, -100, 100) << QList<QPointF>() << quarters;
+    QTest::newRow("lower-right quarter")
+        << letter << QRectF(306, 0, 306, 396)
+        << QList<QPointF>{{450, 200}, {307, 200}, {611, 395}} // no outline inside the edges
+        << QList<QPointF>{{150, 200}, {150, 600}, {450, 600}, {300, 200}, {450, 400}};
+    QTest::newRow("reaching off the page")
+        << letter << QRectF(-100, 500, 400, 1000) << QList<QPointF>{{150, 600}, {1, 791}}
+        << QList<QPointF>{{150, 200}, {450, 600}, {310, 600}};
+    TestPdf::Page turned = letter;
+    turned.rotate = 90;
+    QTest::newRow("rotated: as shown")
+        << turned << QRectF(600, 0, 192, 100) << QList<QPointF>{{700, 50}}
+        << QList<QPointF>{{500, 50}, {700, 150}};
+    TestPdf::Page framed = letter;
+    framed.cropBox = QRectF(200, 200, 300, 300);
+    // The crop box is shown; the rectangle is in the page's own coordinates.
+    QTest::newRow("crop box") << framed << QRectF(300, 300, 100, 100) << QList<QPointF>{{150, 150}}
+                              << QList<QPointF>{{50, 150}, {150, 250}};
+}
+
+void TestPreview::cropPreview()
+{
+    QFETCH(TestPdf::Page, page);
+    QFETCH(QRectF, rect);
+    QFETCH(QList<QPointF>, bright);
+    QFETCH(QList<QPointF>, dimmed);
+    TestPdf::Document document;
+    document.pages = {TestPdf::Page(), page};
+    TestPdf::write(path("doc.pdf"), document);
+    const QImage image = ImageTools::DrawCropRectangleOnPageWithPdfPath(
+        path("doc.pdf"), 2, rect.x(), rect.y(), rect.width(), rect.height());
+    QCOMPARE(image.size(), ImageTools::PDFPageToImageWithPdfPath(path("doc.pdf"), 1).size());
+    for (const QPointF &p : bright) {
+        QVERIFY2(at(image, p.x(), p.y()) == White,
+                 qPrintable(QStringLiteral("%1,%2").arg(p.x()).arg(p.y())));
+    }
+    for (const QPointF &p : dimmed) {
+        QVERIFY2(at(image, p.x(), p.y()) == qRgb(102, 102, 102),
+                 qPrintable(QStringLiteral("%1,%2").arg(p.x()).arg(p.y())));
+    }
+    // A page outside the document, or no document: no image.
+    QVERIFY(
+        ImageTools::DrawCropRectangleOnPageWithPdfPath(path("doc.pdf"), 3, 0, 0, 10, 10).isNull());
+    QVERIFY(
+        ImageTools::DrawCropRectangleOnPageWithPdfPath(path("doc.pdf"), 0, 0, 0, 10, 10).isNull());
+    QVERIFY(
+        ImageTools::DrawCropRectangleOnPageWithPdfPath(path("none.pdf"), 1, 0, 0, 10, 10).isNull());
 }
 
 void TestPreview::rotateImage_data()

@@ -1,0 +1,207 @@
+#include "batch.h"
+#include "commands.h"
+#include "console.h"
+#include "engine/pdftools.h"
+#include "naming/intervals.h"
+#include "naming/outputnames.h"
+#include "preview/imagetools.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QSet>
+
+#include <array>
+#include <cmath>
+#include <mutex>
+#include <vector>
+
+namespace Cli {
+
+namespace {
+
+struct Rectangle
+{
+    double x = 0;
+    double y = 0;
+    double width = 0;
+    double height = 0;
+};
+
+Rectangle readRectangle(const QCommandLineParser &parser)
+{
+    const QString text = parser.value(QStringLiteral("rect"));
+    const QStringList parts = text.split(QLatin1Char(','));
+    std::array<double, 4> values{};
+    bool ok = parts.size() == 4;
+    for (qsizetype i = 0; ok && i < 4; ++i) {
+        values[size_t(i)] = parts[i].trimmed().toDouble(&ok);
+        ok = ok && std::isfinite(values[size_t(i)]);
+    }
+    if (!ok) {
+        throw UsageError{QStringLiteral("--rect takes four numbers X,Y,W,H, not \"%1\"").arg(text)};
+    }
+    return {values[0], values[1], values[2], values[3]};
+}
+
+// The crop preview of one page, written as PNG instead of a run.
+int writePreview(const QCommandLineParser &parser, const Rectangle &rect, bool percents)
+{
+    const QString output = readOutputImage(parser);
+    const qint64 page = readPageNumber(parser, QStringLiteral("preview"));
+    if (parser.positionalArguments().size() != 1) {
+        throw UsageError{QStringLiteral("--preview takes one document")};
+    }
+    const Inputs inputs = collectInputs(parser.positionalArguments());
+    const QString &path = inputs.paths.front();
+    const auto geometry = PDFTools::GetPDFPageGeometry(path, page);
+    if (!geometry) {
+        explainMissingPage(path, page);
+        return ExitFailure;
+    }
+    // Percentages of this page, converted as the Crop window converts them.
+    const QRectF r = percents ? geometry->percentToPoints(rect.x, rect.y, rect.width, rect.height)
+                              : QRectF(rect.x, rect.y, rect.width, rect.height);
+    const QImage image = ImageTools::DrawCropRectangleOnPageWithPdfPath(
+        path, page, r.x(), r.y(), r.width(), r.height());
+    if (image.isNull()) {
+        printError(QStringLiteral("cannot render page %1 of %2").arg(page).arg(path));
+        return ExitFailure;
+    }
+    return writeImage(image, output) ? ExitSuccess : ExitFailure;
+}
+
+} // namespace
+
+int cropCommand(const QStringList &args)
+{
+    QCommandLineParser parser;
+    parser.addOption({{QStringLiteral("d"), QStringLiteral("directory")},
+                      QStringLiteral("The output folder."),
+                      QStringLiteral("DIR")});
+    parser.addOption({QStringLiteral("rect"),
+                      QStringLiteral("The rectangle to keep: X,Y of its lower-left corner, "
+                                     "width and height, in points (or percent of each page)."),
+                      QStringLiteral("X,Y,W,H")});
+    parser.addOption({QStringLiteral("percent"),
+                      QStringLiteral("The rectangle is in percent of each page's width and "
+                                     "height.")});
+    parser.addOption({QStringLiteral("pages"),
+                      QStringLiteral("Crop only these pages, such as \"[1-3],5,[7-9]\"; the "
+                                     "others are copied unchanged."),
+                      QStringLiteral("EXPR")});
+    parser.addOption({QStringLiteral("name"),
+                      QStringLiteral("Output name template; [FileName] is replaced."),
+                      QStringLiteral("TEMPLATE"),
+                      QStringLiteral("[FileName]_Cropped")});
+    parser.addOption({QStringLiteral("preview"),
+                      QStringLiteral("Instead of a run, write the preview of page N with the "
+                                     "rectangle, as the Crop window shows it, to -o."),
+                      QStringLiteral("N")});
+    parser.addOption({{QStringLiteral("o"), QStringLiteral("output")},
+                      QStringLiteral("The preview image (PNG), with --preview."),
+                      QStringLiteral("OUT.png")});
+    addBatchOptions(parser, false);
+    parser.addPositionalArgument(QStringLiteral("INPUT"), QStringLiteral("PDF documents."));
+    if (!parseArguments(
+            parser,
+            args,
+            QStringLiteral("quire crop -d DIR --rect X,Y,W,H [--percent] [--pages EXPR] "
+                           "[--name TEMPLATE] INPUT...\n"
+                           "       quire crop --rect X,Y,W,H [--percent] --preview N -o OUT.png "
+                           "FILE"),
+            QStringLiteral("Cut each page, or the chosen pages, of each document to one "
+                           "rectangle."))) {
+        return ExitSuccess;
+    }
+    const bool percents = parser.isSet(QStringLiteral("percent"));
+    if (parser.isSet(QStringLiteral("preview"))) {
+        // The window starts with an empty rectangle: the whole page dimmed.
+        const Rectangle rect
+            = parser.isSet(QStringLiteral("rect")) ? readRectangle(parser) : Rectangle();
+        return writePreview(parser, rect, percents);
+    }
+    if (parser.isSet(QStringLiteral("o"))) {
+        throw UsageError{QStringLiteral("-o goes with --preview; a run writes into -d DIR")};
+    }
+    if (!parser.isSet(QStringLiteral("d"))) {
+        throw UsageError{QStringLiteral("the output folder is missing (-d DIR)")};
+    }
+    if (!parser.isSet(QStringLiteral("rect"))) {
+        throw UsageError{QStringLiteral("the rectangle is missing (--rect X,Y,W,H)")};
+    }
+    const Rectangle rect = readRectangle(parser);
+    const bool pageSelection = parser.isSet(QStringLiteral("pages"));
+    const QString expression = parser.value(QStringLiteral("pages"));
+    const QString nameTemplate = parser.value(QStringLiteral("name"));
+    const QString folder
+        = QDir::cleanPath(QFileInfo(parser.value(QStringLiteral("d"))).absoluteFilePath());
+    const BatchOptions options = readBatchOptions(parser);
+    if (parser.positionalArguments().isEmpty()) {
+        throw UsageError{QStringLiteral("There are no PDF documents to crop.")};
+    }
+    const Inputs inputs = collectInputs(parser.positionalArguments());
+
+    const QString successText = QStringLiteral("PDF document(s) cropped successfully.");
+    const QString failureText = QStringLiteral("Could not crop PDF document(s).");
+    if (!QFileInfo(folder).isDir()) {
+        printError(QStringLiteral("crop: the output folder %1 does not exist").arg(folder));
+        return finishRun(false, successText, failureText);
+    }
+
+    // Every output and what to do about it, before anything is written.
+    OverwritePlanner planner(options.overwrite);
+    QStringList outputs;
+    std::vector<Naming::OverwriteDecision> decisions;
+    QSet<QString> planned;
+    bool shared = false;
+    for (const QString &input : inputs.paths) {
+        const QString output = Naming::OutputPathForDocument(nameTemplate, folder, input);
+        shared = shared || planned.contains(output);
+        planned.insert(output);
+        outputs << output;
+        decisions.push_back(planner.decide(output));
+    }
+
+    // Documents that write the same file go one after the other, so the last one listed wins
+    // whatever the number of jobs.
+    ProgressBar bar(QStringLiteral("crop"), inputs.paths.size(), options.quiet);
+    std::mutex barMutex;
+    bool success = !inputs.anyRejected;
+    runInOrder(
+        int(inputs.paths.size()),
+        shared ? 1 : options.jobs,
+        [&](int i) {
+            const QString &input = inputs.paths[i];
+            const QString &output = outputs[i];
+            bool result = true;
+            if (decisions[size_t(i)] == Naming::OverwriteDecision::Skip) {
+                // left as it is
+            } else if (Naming::OverwritesInput(output, inputs.paths)) {
+                // Never over a document of the run (the only one listed included).
+                qCWarning(lcCli).noquote().nospace()
+                    << output << " is one of the input documents: not written";
+                result = false;
+            } else {
+                QList<qint64> pages;
+                if (pageSelection) {
+                    const qint64 count = PDFTools::GetPDFNumberOfPages(input);
+                    pages = Naming::GenerateArrayOfPages(expression, count);
+                    if (pages.isEmpty()) {
+                        qCWarning(lcCli).noquote().nospace()
+                            << "no page of \"" << expression << "\" lies in " << input << " ("
+                            << count << " pages): every page is cropped";
+                    }
+                }
+                result = PDFTools::CropPDF(
+                    input, pages, output, rect.x, rect.y, rect.width, rect.height, percents);
+            }
+            std::lock_guard lock(barMutex);
+            bar.advance();
+            return result;
+        },
+        [&](int, bool result) { success = success && result; });
+    bar.finish();
+    return finishRun(success, successText, failureText);
+}
+
+} // namespace Cli
