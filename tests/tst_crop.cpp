@@ -262,6 +262,9 @@ void TestCrop::documentKept_data()
     streams.objectStreams = true;
     streams.version = QStringLiteral("1.5");
     QTest::newRow("object streams") << streams;
+    TestPdf::Document hybrid = streams;
+    hybrid.hybrid = true; // two cross-reference forms: written whole
+    QTest::newRow("hybrid cross-reference") << hybrid;
     TestPdf::Document encrypted = plain;
     encrypted.encrypt = true; // written whole, not encrypted
     QTest::newRow("owner password") << encrypted;
