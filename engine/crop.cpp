@@ -86,6 +86,47 @@ PageGeometry geometryOf(QPDFPageObjectHelper page)
     return geometry;
 }
 
+// The page with the 0-based index, found by descending the page tree by the counts its nodes
+// state, as viewers find a page to show; null when the counts do not lead to a page. (Reading
+// every page of a long document costs more than rendering one.)
+QPDFObjectHandle pageAt(QPDF &pdf, qint64 index)
+{
+    auto node = pdf.getRoot().getKey("/Pages");
+    for (int depth = 0; depth < 64 && index >= 0; ++depth) {
+        auto kids = node.getKey("/Kids");
+        if (!kids.isArray()) {
+            break;
+        }
+        bool descended = false;
+        for (auto kid : kids.aitems()) {
+            if (!kid.isDictionary()) {
+                return QPDFObjectHandle::newNull();
+            }
+            if (!kid.getKey("/Kids").isArray()) {
+                if (index == 0) {
+                    return kid;
+                }
+                --index;
+                continue;
+            }
+            auto count = kid.getKey("/Count");
+            if (!count.isInteger() || count.getIntValue() < 0) {
+                return QPDFObjectHandle::newNull();
+            }
+            if (index < count.getIntValue()) {
+                node = kid;
+                descended = true;
+                break;
+            }
+            index -= count.getIntValue();
+        }
+        if (!descended) {
+            break;
+        }
+    }
+    return QPDFObjectHandle::newNull();
+}
+
 struct CropRectangle
 {
     double x;
@@ -361,12 +402,20 @@ void cropPage(QPDFPageObjectHelper page, const QRectF &kept)
 std::optional<PageGeometry> PDFTools::GetPDFPageGeometry(const QString &path, qint64 page)
 {
     std::optional<PageGeometry> geometry;
-    const auto doc = openDocument(path);
-    if (!doc.pdf || page < 1 || page > qint64(doc.pages().size())) {
+    const auto doc = openDocument(path, nullptr, false);
+    if (!doc.pdf || page < 1) {
         return geometry;
     }
     guarded("Cannot read the page boxes of", path, [&] {
-        geometry = geometryOf(doc.pages()[size_t(page - 1)]);
+        auto object = pageAt(*doc.pdf, page - 1);
+        if (object.isNull()) {
+            const auto &pages = doc.pdf->getAllPages();
+            if (page > qint64(pages.size())) {
+                return;
+            }
+            object = pages[size_t(page - 1)];
+        }
+        geometry = geometryOf(object);
     });
     return geometry;
 }

@@ -218,6 +218,10 @@ void TestPreview::cropPreview_data()
     // The crop box is shown; the rectangle is in the page's own coordinates.
     QTest::newRow("crop box") << framed << QRectF(300, 300, 100, 100) << QList<QPointF>{{150, 150}}
                               << QList<QPointF>{{50, 150}, {150, 250}};
+    framed.inheritBoxes = true; // from a node of the page tree of its own
+    QTest::newRow("inherited crop box")
+        << framed << QRectF(300, 300, 100, 100) << QList<QPointF>{{150, 150}}
+        << QList<QPointF>{{50, 150}, {150, 250}};
 }
 
 void TestPreview::cropPreview()
