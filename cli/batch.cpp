@@ -2,6 +2,7 @@
 
 #include "console.h"
 #include "engine/pdftools.h"
+#include "naming/outputnames.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -165,6 +166,24 @@ Naming::OverwriteDecision OverwritePlanner::decide(const QString &path)
         printError(QStringLiteral("%1 exists already: skipped").arg(path));
     }
     return decision;
+}
+
+bool writesOutput(Naming::OverwriteDecision decision,
+                  const QString &output,
+                  const QStringList &inputs,
+                  bool &result)
+{
+    if (decision == Naming::OverwriteDecision::Skip) {
+        return false; // left as it is
+    }
+    // Never over a document of the run (the only one listed included).
+    if (Naming::OverwritesInput(output, inputs)) {
+        qCWarning(lcCli).noquote().nospace()
+            << output << " is one of the input documents: not written";
+        result = false;
+        return false;
+    }
+    return true;
 }
 
 int finishRun(bool success, const QString &successText, const QString &failureText)

@@ -90,6 +90,13 @@ private:
     Naming::OverwritePass m_pass;
 };
 
+// Whether a planned output is written: not when the overwrite pass decided to skip it, nor when
+// it is one of the run's input documents, which is reported and fails the run (result false).
+bool writesOutput(Naming::OverwriteDecision decision,
+                  const QString &output,
+                  const QStringList &inputs,
+                  bool &result);
+
 // The run's completion message as the last line of stdout, and its exit status.
 int finishRun(bool success, const QString &successText, const QString &failureText);
 

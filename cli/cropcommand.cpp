@@ -174,14 +174,7 @@ int cropCommand(const QStringList &args)
             const QString &input = inputs.paths[i];
             const QString &output = outputs[i];
             bool result = true;
-            if (decisions[size_t(i)] == Naming::OverwriteDecision::Skip) {
-                // left as it is
-            } else if (Naming::OverwritesInput(output, inputs.paths)) {
-                // Never over a document of the run (the only one listed included).
-                qCWarning(lcCli).noquote().nospace()
-                    << output << " is one of the input documents: not written";
-                result = false;
-            } else {
+            if (writesOutput(decisions[size_t(i)], output, inputs.paths, result)) {
                 QList<qint64> pages;
                 if (pageSelection) {
                     const qint64 count = PDFTools::GetPDFNumberOfPages(input);

@@ -199,14 +199,9 @@ int splitCommand(const QStringList &args)
             bool result = true;
             for (size_t k = unit.first; k < unit.last; ++k) {
                 const PlannedOutput &output = plan[k];
-                if (output.decision == Naming::OverwriteDecision::Skip) {
-                    // left as it is
-                } else if (Naming::OverwritesInput(output.path, inputs.paths)) {
-                    qCWarning(lcCli).noquote().nospace()
-                        << output.path << " is one of the input documents: not written";
-                    result = false;
-                } else if (!PDFTools::SplitPdf(
-                               source, output.path, output.interval.start, output.interval.end)) {
+                if (writesOutput(output.decision, output.path, inputs.paths, result)
+                    && !PDFTools::SplitPdf(
+                        source, output.path, output.interval.start, output.interval.end)) {
                     result = false;
                 }
                 std::lock_guard lock(barMutex);
