@@ -244,6 +244,7 @@ updateOf(QPDF &pdf, const UpdateBase &base, qint64 fileSize, std::vector<QPDFObj
     };
     std::vector<Entry> entries;
     QByteArray update("\n");
+    update.reserve(qsizetype(changed.size()) * 512);
     for (auto page : changed) {
         entries.push_back(
             {page.getObjectID(), page.getGeneration(), fileSize + qint64(update.size())});
