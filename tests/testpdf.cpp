@@ -12,6 +12,7 @@
 #include <qpdf/QPDFWriter.hh>
 
 #include <map>
+#include <set>
 #include <stdexcept>
 
 namespace TestPdf {
@@ -255,6 +256,7 @@ ReadDocument read(const QString &path)
         result.version = QString::fromStdString(pdf.getPDFVersion());
         const auto &pages = pdf.getAllPages();
         std::map<QPDFObjGen, int> index;
+        std::set<QPDFObjGen> images;
         for (size_t i = 0; i < pages.size(); ++i) {
             index[pages[i].getObjGen()] = int(i);
         }
@@ -284,6 +286,19 @@ ReadDocument read(const QString &path)
                                    .match(QString::fromStdString(content));
             if (match.hasMatch()) {
                 read.marker = match.captured(1);
+            }
+            read.content = QByteArray::fromStdString(content);
+            auto resources = helper.getAttribute("/Resources", false);
+            auto xobjects = resources.isDictionary() ? resources.getKey("/XObject")
+                                                     : QPDFObjectHandle::newNull();
+            if (xobjects.isDictionary()) {
+                for (auto [name, xobject] : xobjects.ditems()) {
+                    if (xobject.isStream()
+                        && xobject.getDict().getKey("/Subtype").isNameAndEquals("/Image")) {
+                        read.images << QString::fromStdString(name);
+                        images.insert(xobject.getObjGen());
+                    }
+                }
             }
             auto annots = page.getKey("/Annots");
             for (int k = 0; annots.isArray() && k < annots.getArrayNItems(); ++k) {
@@ -328,6 +343,7 @@ ReadDocument read(const QString &path)
                                     qsizetype(data->getSize()));
         }
         result.clean = !pdf.anyWarnings();
+        result.imageObjects = int(images.size());
         // Every object read, as a check of the whole file would.
         for (auto object : pdf.getAllObjects()) {
             if (object.isStream()) {

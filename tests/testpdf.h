@@ -71,6 +71,10 @@ struct ReadPage
     // For each link annotation: the 0-based index of the page it leads to in this document,
     // -1 when it leads nowhere (null or missing page).
     QList<int> links;
+    // The page's content, its streams joined.
+    QByteArray content;
+    // Names of the image XObjects among the page's resources.
+    QStringList images;
 };
 
 struct ReadDocument
@@ -86,6 +90,8 @@ struct ReadDocument
     QByteArray xmp;
     // Read without a warning: no repair was needed.
     bool clean = false;
+    // Distinct image XObjects used by the pages' resources.
+    int imageObjects = 0;
     QStringList markers() const;
 };
 

@@ -1,0 +1,513 @@
+// The watermark. A page's watermark depends only on the page's displayed size and the settings,
+// so it is drawn once per distinct size (as the part of a 4-units-per-point canvas that shows
+// anything), embedded once as an image with a soft mask, and drawn over every selected page of
+// that size where the whole canvas, stretched over the page, would have put it. The source's
+// pages are changed in place: their content is wrapped in q/Q and followed by a small stream
+// that draws the image, so everything else about them (and the document) stays as it was.
+
+#include "enginesupport.h"
+#include "pdftools.h"
+#include "preview/watermarkdrawing.h"
+
+#include <QPainter>
+
+#include <qpdf/Buffer.hh>
+#include <qpdf/Pl_Buffer.hh>
+#include <qpdf/Pl_Flate.hh>
+#include <qpdf/QPDFPageObjectHelper.hh>
+
+#include <cmath>
+#include <map>
+
+using namespace Engine;
+using WatermarkDrawing::CanvasScale;
+
+namespace {
+
+// The page as a viewer shows it: the visible box (crop box within the media box) and the
+// quarter turns of /Rotate.
+struct PageView
+{
+    double llx = 0;
+    double lly = 0;
+    double urx = 612;
+    double ury = 792;
+    int rotate = 0; // 0, 90, 180 or 270
+
+    double width() const { return rotate % 180 ? ury - lly : urx - llx; }
+    double height() const { return rotate % 180 ? urx - llx : ury - lly; }
+
+    // The canvas: 4 pixels per point of the displayed page.
+    QSize canvas() const
+    {
+        const auto pixels = [](double points) {
+            return int(std::clamp(std::lround(points * CanvasScale), 1L, 1L << 20));
+        };
+        return QSize(pixels(width()), pixels(height()));
+    }
+
+    // The matrix from the displayed page (origin at its lower-left corner, upright) to the
+    // page's user space.
+    std::string toUser() const;
+
+    static PageView of(QPDFPageObjectHelper &page);
+};
+
+std::optional<QPDFObjectHandle::Rectangle> boxOf(QPDFObjectHandle box)
+{
+    if (!box.isRectangle()) {
+        return std::nullopt;
+    }
+    auto r = box.getArrayAsRectangle();
+    if (r.llx > r.urx) {
+        std::swap(r.llx, r.urx);
+    }
+    if (r.lly > r.ury) {
+        std::swap(r.lly, r.ury);
+    }
+    if (!(r.urx - r.llx > 0) || !(r.ury - r.lly > 0)) {
+        return std::nullopt;
+    }
+    return r;
+}
+
+PageView PageView::of(QPDFPageObjectHelper &page)
+{
+    PageView view;
+    // A page without a usable media box is shown as US letter, as viewers do.
+    if (const auto media = boxOf(page.getMediaBox())) {
+        view.llx = media->llx;
+        view.lly = media->lly;
+        view.urx = media->urx;
+        view.ury = media->ury;
+        // Viewers show the crop box, within the media box.
+        if (const auto crop = boxOf(page.getAttribute("/CropBox", false))) {
+            const double llx = std::max(view.llx, crop->llx);
+            const double lly = std::max(view.lly, crop->lly);
+            const double urx = std::min(view.urx, crop->urx);
+            const double ury = std::min(view.ury, crop->ury);
+            if (urx > llx && ury > lly) {
+                view.llx = llx;
+                view.lly = lly;
+                view.urx = urx;
+                view.ury = ury;
+            }
+        }
+    }
+    auto rotate = page.getAttribute("/Rotate", false);
+    if (rotate.isInteger()) {
+        const long long turns = ((rotate.getIntValue() % 360) + 360) % 360;
+        view.rotate = turns % 90 == 0 ? int(turns) : 0; // viewers ignore other angles
+    }
+    return view;
+}
+
+std::string number(double value)
+{
+    QByteArray text = QByteArray::number(value, 'f', 4);
+    while (text.endsWith('0')) {
+        text.chop(1);
+    }
+    if (text.endsWith('.')) {
+        text.chop(1);
+    }
+    if (text == "-0") {
+        text = "0";
+    }
+    return text.toStdString();
+}
+
+std::string PageView::toUser() const
+{
+    const auto matrix = [](double a, double b, double c, double d, double e, double f) {
+        return number(a) + ' ' + number(b) + ' ' + number(c) + ' ' + number(d) + ' ' + number(e)
+               + ' ' + number(f);
+    };
+    switch (rotate) {
+    case 90:
+        return matrix(0, 1, -1, 0, urx, lly);
+    case 180:
+        return matrix(-1, 0, 0, -1, urx, ury);
+    case 270:
+        return matrix(0, -1, 1, 0, llx, ury);
+    default:
+        return matrix(1, 0, 0, 1, llx, lly);
+    }
+}
+
+std::string deflated(const std::string &data)
+{
+    Pl_Buffer buffer("deflated");
+    Pl_Flate flate("deflate", &buffer, Pl_Flate::a_deflate);
+    flate.write(reinterpret_cast<const unsigned char *>(data.data()), data.size());
+    flate.finish();
+    const auto result = buffer.getBufferSharedPointer();
+    return std::string(reinterpret_cast<const char *>(result->getBuffer()), result->getSize());
+}
+
+// The smallest rectangle of the image holding every pixel that is not wholly transparent.
+QRect visibleRect(const QImage &image)
+{
+    int top = image.height();
+    int bottom = -1;
+    int left = image.width();
+    int right = -1;
+    for (int y = 0; y < image.height(); ++y) {
+        const auto *line = reinterpret_cast<const QRgb *>(image.constScanLine(y));
+        int first = 0;
+        while (first < image.width() && qAlpha(line[first]) == 0) {
+            ++first;
+        }
+        if (first == image.width()) {
+            continue;
+        }
+        int last = image.width() - 1;
+        while (qAlpha(line[last]) == 0) {
+            --last;
+        }
+        top = std::min(top, y);
+        bottom = y;
+        left = std::min(left, first);
+        right = std::max(right, last);
+    }
+    return bottom < 0 ? QRect() : QRect(QPoint(left, top), QPoint(right, bottom));
+}
+
+// The visible part of one layer of a watermark canvas (the picture or the text): its pixels
+// and their place on the canvas.
+struct CanvasPart
+{
+    QImage image; // null: nothing shows
+    QRect rect;
+};
+
+template <typename Paint> CanvasPart paintVisiblePart(const QRect &bounds, Paint &&paint)
+{
+    if (bounds.isEmpty()) {
+        return {};
+    }
+    QImage image(bounds.size(), QImage::Format_ARGB32_Premultiplied);
+    if (image.isNull()) {
+        throw std::bad_alloc();
+    }
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    painter.translate(-bounds.topLeft());
+    paint(painter, bounds);
+    painter.end();
+    const QRect used = visibleRect(image);
+    if (used.isEmpty()) {
+        return {};
+    }
+    return {image.copy(used), used.translated(bounds.topLeft())};
+}
+
+QImage wholeCanvas(QSize size, const WatermarkSettings &settings, const PictureFile &picture)
+{
+    if (size.isEmpty()) {
+        return {};
+    }
+    QImage image(size, QImage::Format_ARGB32_Premultiplied);
+    if (image.isNull()) {
+        return {};
+    }
+    image.fill(Qt::transparent);
+    const WatermarkDrawing::Canvas canvas(size, settings, picture, WatermarkDrawing::OutputStyle);
+    QPainter painter(&image);
+    canvas.paint(painter, image.rect());
+    return image;
+}
+
+// Stamps the watermark on pages of one document.
+class Stamper
+{
+public:
+    Stamper(QPDF &pdf, const WatermarkSettings &settings, const PictureFile &picture)
+        : m_pdf(pdf)
+        , m_settings(settings)
+        , m_picture(picture)
+    {}
+
+    void stamp(QPDFPageObjectHelper page);
+
+private:
+    // One embedded image and where it goes on the canvas.
+    struct Part
+    {
+        QPDFObjectHandle image;
+        QRect rect;
+    };
+    // What pages of one canvas size get: the picture's part, then the text's; none when
+    // nothing shows.
+    struct Stamp
+    {
+        std::vector<Part> parts;
+        int index = 0;
+    };
+
+    Stamp &stampFor(QSize canvas);
+    void addPart(Stamp &stamp, const CanvasPart &part);
+    QPDFObjectHandle imageObject(const QImage &image);
+    std::vector<std::string> useStamp(QPDFPageObjectHelper &page, const Stamp &stamp);
+    QPDFObjectHandle stream(const std::string &data);
+
+    QPDF &m_pdf;
+    const WatermarkSettings &m_settings;
+    const PictureFile &m_picture;
+    std::map<std::pair<int, int>, Stamp> m_stamps;
+    // Pages of different sizes often get the very same pixels (a corner's watermark does not
+    // move with the far edges): each distinct image is embedded once.
+    std::map<QByteArray, QPDFObjectHandle> m_images;
+    // Resource dictionaries shared by several pages get one copy per stamp, shared again.
+    std::map<std::pair<QPDFObjGen, int>, std::pair<QPDFObjectHandle, std::vector<std::string>>>
+        m_resources;
+    std::map<std::string, QPDFObjectHandle> m_drawings; // content streams by their text
+    QPDFObjectHandle m_save;
+};
+
+QPDFObjectHandle Stamper::stream(const std::string &data)
+{
+    return QPDFObjectHandle::newStream(&m_pdf, data);
+}
+
+QPDFObjectHandle Stamper::imageObject(const QImage &image)
+{
+    const QImage rgba = image.convertToFormat(QImage::Format_RGBA8888); // not premultiplied
+    const size_t pixels = size_t(rgba.width()) * size_t(rgba.height());
+    std::string colour;
+    std::string alpha;
+    colour.reserve(pixels * 3);
+    alpha.reserve(pixels);
+    bool opaque = true;
+    for (int y = 0; y < rgba.height(); ++y) {
+        const uchar *p = rgba.constScanLine(y);
+        for (int x = 0; x < rgba.width(); ++x, p += 4) {
+            colour.append(reinterpret_cast<const char *>(p), 3);
+            alpha.push_back(char(p[3]));
+            opaque = opaque && p[3] == 255;
+        }
+    }
+    const auto imageStream = [&](const std::string &data, const char *colourSpace) {
+        auto object = stream(deflated(data));
+        object.replaceDict(QPDFObjectHandle::parse(
+            "<< /Type /XObject /Subtype /Image /BitsPerComponent 8 /Filter /FlateDecode >>"));
+        auto dict = object.getDict();
+        dict.replaceKey("/Width", QPDFObjectHandle::newInteger(rgba.width()));
+        dict.replaceKey("/Height", QPDFObjectHandle::newInteger(rgba.height()));
+        dict.replaceKey("/ColorSpace", QPDFObjectHandle::newName(colourSpace));
+        return object;
+    };
+    auto object = imageStream(colour, "/DeviceRGB");
+    if (!opaque) {
+        object.getDict().replaceKey("/SMask", imageStream(alpha, "/DeviceGray"));
+    }
+    return object;
+}
+
+void Stamper::addPart(Stamp &stamp, const CanvasPart &part)
+{
+    if (part.image.isNull()) {
+        return;
+    }
+    QByteArray key(reinterpret_cast<const char *>(part.image.constBits()),
+                   part.image.sizeInBytes());
+    key.prepend(QByteArray::number(part.image.width()) + 'x'
+                + QByteArray::number(part.image.height()) + ':');
+    auto &image = m_images[key];
+    if (!image.isInitialized()) {
+        image = imageObject(part.image);
+    }
+    stamp.parts.push_back({image, part.rect});
+}
+
+Stamper::Stamp &Stamper::stampFor(QSize canvasSize)
+{
+    const auto key = std::make_pair(canvasSize.width(), canvasSize.height());
+    const auto found = m_stamps.find(key);
+    if (found != m_stamps.end()) {
+        return found->second;
+    }
+    Stamp stamp;
+    stamp.index = int(m_stamps.size());
+    const WatermarkDrawing::Canvas canvas(
+        canvasSize, m_settings, m_picture, WatermarkDrawing::OutputStyle);
+    // The picture lies under the text.
+    addPart(stamp, paintVisiblePart(canvas.pictureBounds(), [&](QPainter &p, const QRect &r) {
+                canvas.paintPicture(p, r);
+            }));
+    addPart(stamp, paintVisiblePart(canvas.textBounds(), [&](QPainter &p, const QRect &r) {
+                canvas.paintText(p, r);
+            }));
+    return m_stamps.emplace(key, std::move(stamp)).first->second;
+}
+
+// Makes the stamp's images resources of the page; returns their names there.
+std::vector<std::string> Stamper::useStamp(QPDFPageObjectHelper &page, const Stamp &stamp)
+{
+    auto resources = page.getAttribute("/Resources", false);
+    const bool shared = resources.isIndirect();
+    const auto key = std::make_pair(resources.getObjGen(), stamp.index);
+    if (shared) {
+        const auto found = m_resources.find(key);
+        if (found != m_resources.end()) {
+            page.getObjectHandle().replaceKey("/Resources", found->second.first);
+            return found->second.second;
+        }
+    }
+    auto copy
+        = resources.isDictionary() ? resources.shallowCopy() : QPDFObjectHandle::newDictionary();
+    auto xobjects = copy.getKey("/XObject");
+    xobjects = xobjects.isDictionary() ? xobjects.shallowCopy() : QPDFObjectHandle::newDictionary();
+    copy.replaceKey("/XObject", xobjects);
+    std::vector<std::string> names;
+    int suffix = 0;
+    for (const Part &part : stamp.parts) {
+        names.push_back(copy.getUniqueResourceName("/Wm", suffix));
+        xobjects.replaceKey(names.back(), part.image);
+    }
+    if (shared) {
+        copy = m_pdf.makeIndirectObject(copy);
+        m_resources.emplace(key, std::make_pair(copy, names));
+    }
+    page.getObjectHandle().replaceKey("/Resources", copy);
+    return names;
+}
+
+void Stamper::stamp(QPDFPageObjectHelper page)
+{
+    const PageView view = PageView::of(page);
+    const QSize canvas = view.canvas();
+    const Stamp &stamp = stampFor(canvas);
+    if (stamp.parts.empty()) {
+        return; // nothing shows on this page
+    }
+    const std::vector<std::string> names = useStamp(page, stamp);
+    // Where the whole canvas, stretched over the displayed page, puts each part's pixels.
+    const double sx = view.width() / canvas.width();
+    const double sy = view.height() / canvas.height();
+    std::string drawing = "\nQ\nq " + view.toUser() + " cm\n";
+    for (size_t i = 0; i < stamp.parts.size(); ++i) {
+        const QRect &r = stamp.parts[i].rect;
+        drawing += "q " + number(r.width() * sx) + " 0 0 " + number(r.height() * sy) + ' '
+                   + number(r.x() * sx) + ' ' + number((canvas.height() - r.y() - r.height()) * sy)
+                   + " cm " + names[i] + " Do Q\n";
+    }
+    drawing += "Q\n";
+    auto &content = m_drawings[drawing];
+    if (!content.isInitialized()) {
+        content = stream(drawing);
+    }
+    if (!m_save.isInitialized()) {
+        m_save = stream("q\n");
+    }
+    page.addPageContents(m_save, true);
+    page.addPageContents(content, false);
+}
+
+} // namespace
+
+QImage PDFTools::CreateTextWatermark(QSize canvas,
+                                     const QString &text,
+                                     const QString &textFontType,
+                                     double textFontSize,
+                                     const QColor &textColor,
+                                     double opacity,
+                                     qint64 position,
+                                     double verticalOffset,
+                                     double horizontalOffset,
+                                     bool useShadow,
+                                     bool useStroke)
+{
+    WatermarkSettings settings;
+    settings.text = text;
+    settings.textFontType = textFontType;
+    settings.textFontSize = textFontSize;
+    settings.textColor = textColor;
+    settings.textOpacity = opacity;
+    settings.textPosition = position;
+    settings.textVerticalOffset = verticalOffset;
+    settings.textHorizontalOffset = horizontalOffset;
+    settings.useShadow = useShadow;
+    settings.useStroke = useStroke;
+    return wholeCanvas(canvas, settings, PictureFile());
+}
+
+QImage PDFTools::CreateImageWatermark(QSize canvas,
+                                      const QString &imagePath,
+                                      double opacity,
+                                      double scale,
+                                      double rotationDegrees,
+                                      qint64 position,
+                                      double verticalOffset,
+                                      double horizontalOffset)
+{
+    const PictureFile picture = PictureFile::load(imagePath, scale, CanvasScale);
+    if (picture.isNull()) {
+        return {};
+    }
+    WatermarkSettings settings;
+    settings.imagePath = imagePath;
+    settings.imageOpacity = opacity;
+    settings.scale = scale;
+    settings.rotationDegrees = rotationDegrees;
+    settings.imagePosition = position;
+    settings.imageVerticalOffset = verticalOffset;
+    settings.imageHorizontalOffset = horizontalOffset;
+    return wholeCanvas(canvas, settings, picture);
+}
+
+bool PDFTools::WatermarkPDF(const QString &path,
+                            const WatermarkSettings &settings,
+                            const QString &outputPath)
+{
+    bool result = true;
+    const bool written = guarded("Cannot watermark", path, [&] {
+        auto source = openDocument(path);
+        if (!source.pdf) {
+            // The source does not open: the output holds no pages.
+            qCWarning(lcEngine).noquote().nospace() << "Cannot open " << path;
+            QPDF out;
+            out.setSuppressWarnings(true);
+            out.emptyPDF();
+            writeDocument(out, outputPath, {});
+            result = false;
+            return;
+        }
+        QPDF &pdf = *source.pdf;
+        auto pages = source.pages(); // qpdf's handles have no const accessors
+        if (pages.empty()) {
+            qCWarning(lcEngine).noquote().nospace() << path << " has no pages to watermark";
+            result = false;
+            return;
+        }
+        // The page list is empty: every page is stamped. Numbers beyond the document match no
+        // page.
+        std::vector<bool> selected(pages.size(), settings.pages.isEmpty());
+        for (const qint64 number : settings.pages) {
+            if (number >= 1 && number <= qint64(pages.size())) {
+                selected[size_t(number - 1)] = true;
+            }
+        }
+        const PictureFile picture
+            = PictureFile::load(settings.imagePath, settings.scale, CanvasScale);
+        Stamper stamper(pdf, settings, picture);
+        for (size_t i = 0; i < pages.size(); ++i) {
+            if (!selected[i]) {
+                continue;
+            }
+            try {
+                stamper.stamp(QPDFPageObjectHelper(pages[i]));
+            } catch (const std::exception &e) {
+                // The page stays as it was; the run reports the document as not watermarked.
+                qCWarning(lcEngine).noquote().nospace()
+                    << "Error occurred in creating page " << (i + 1) << " of " << path << ": "
+                    << e.what();
+                result = false;
+            }
+        }
+        if (!writeDocument(pdf, outputPath, {PDFVersion(1, 4), true})) {
+            result = false;
+        }
+    });
+    return written && result;
+}

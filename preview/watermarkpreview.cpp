@@ -1,0 +1,26 @@
+// The Watermark window's preview: the page as rendered for the preview, with the watermarks drawn
+// on it as the output will show them (only the text's shadow and outline are drawn heavier).
+
+#include "imagetools.h"
+#include "watermarkdrawing.h"
+
+#include <QPainter>
+
+QImage ImageTools::DrawWatermarkPreview(const QString &path,
+                                        qint64 currentPage,
+                                        const WatermarkSettings &settings)
+{
+    // A document that does not open, or a page outside it, gives an empty preview.
+    QImage page = PDFPageToImageWithPdfPath(path, currentPage - 1);
+    if (page.isNull()) {
+        return page;
+    }
+    const PictureFile picture
+        = PictureFile::load(settings.imagePath, settings.scale, WatermarkDrawing::CanvasScale);
+    const WatermarkDrawing::Canvas canvas(
+        page.size(), settings, picture, WatermarkDrawing::PreviewStyle);
+    QPainter painter(&page);
+    canvas.paint(painter, page.rect());
+    painter.end();
+    return page;
+}
