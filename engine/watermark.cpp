@@ -37,11 +37,12 @@ struct PageView
     double width() const { return rotate % 180 ? ury - lly : urx - llx; }
     double height() const { return rotate % 180 ? urx - llx : ury - lly; }
 
-    // The canvas: 4 pixels per point of the displayed page.
+    // The canvas: 4 pixels per point of the displayed page, whole pixels as the preview's page
+    // image has them.
     QSize canvas() const
     {
         const auto pixels = [](double points) {
-            return int(std::clamp(std::lround(points * CanvasScale), 1L, 1L << 20));
+            return int(std::clamp(std::floor(points * CanvasScale + 1e-6), 1.0, double(1 << 20)));
         };
         return QSize(pixels(width()), pixels(height()));
     }

@@ -4,6 +4,7 @@
 
 #include "engine/pdftools.h"
 #include "preview/fontlist.h"
+#include "preview/imagetools.h"
 #include "preview/picturefile.h"
 #include "preview/watermarkdrawing.h"
 #include "testpdf.h"
@@ -210,6 +211,8 @@ private slots:
     void pictureCanvas();
     void stampedPage_data();
     void stampedPage();
+    void previewMatchesOutput_data();
+    void previewMatchesOutput();
     void selectedPages_data();
     void selectedPages();
     void oneImagePerLook();
@@ -629,6 +632,49 @@ void TestWatermark::stampedPage()
              qPrintable(QStringLiteral("%1 of %2 pixels differ").arg(wrong).arg(watermark)));
 }
 
+void TestWatermark::previewMatchesOutput_data()
+{
+    QTest::addColumn<int>("rotate");
+    QTest::addColumn<WatermarkSettings>("settings");
+    WatermarkSettings corners = textOnly(QStringLiteral("Copyright ©"), 0);
+    corners.textOpacity = 0.7;
+    QTest::newRow("text and picture in corners") << 0 << corners;
+    WatermarkSettings moved = textOnly(QStringLiteral("Two\nlines"), 4);
+    moved.textColor = QColor(0, 0, 200);
+    moved.textVerticalOffset = 30;
+    moved.imagePosition = 2;
+    moved.rotationDegrees = 45;
+    moved.scale = 0.8;
+    moved.imageHorizontalOffset = 12.5;
+    QTest::newRow("centred text, turned picture") << 0 << moved;
+    QTest::newRow("page turned 270") << 270 << moved;
+}
+
+void TestWatermark::previewMatchesOutput()
+{
+    // Without shadow and outline, which the preview draws heavier, the preview is the output.
+    QFETCH(int, rotate);
+    QFETCH(WatermarkSettings, settings);
+    settings.imagePath = picture({60, 40});
+    TestPdf::Document document = TestPdf::pages(2);
+    document.pages[1].mediaBox = QRectF(0, 0, 250, 180);
+    document.pages[1].rotate = rotate;
+    const QString input = path(QStringLiteral("in.pdf"));
+    const QString output = path(QStringLiteral("out.pdf"));
+    TestPdf::write(input, document);
+    QVERIFY(PDFTools::WatermarkPDF(input, settings, output));
+
+    const QImage preview = ImageTools::DrawWatermarkPreview(input, 2, settings);
+    const QImage page = ImageTools::PDFPageToImageWithPdfPath(input, 1);
+    const QImage stamped = poppler(output, 2);
+    QCOMPARE(preview.size(), stamped.size());
+    const int watermark = differingPixels(preview, page);
+    QVERIFY2(watermark > 1000, "the watermark shows");
+    const int wrong = differingPixels(preview, stamped);
+    QVERIFY2(wrong <= watermark / 100,
+             qPrintable(QStringLiteral("%1 of %2 pixels differ").arg(wrong).arg(watermark)));
+}
+
 void TestWatermark::selectedPages_data()
 {
     QTest::addColumn<QList<qint64>>("pages");
@@ -671,10 +717,10 @@ void TestWatermark::oneImagePerLook()
 {
     // Pages of three sizes, one of them turned: the text at a corner looks the same on each and
     // is embedded once; centred, it lands on other fractions of a pixel on canvases of odd and
-    // even widths (1200, 1601 and 2001 pixels) and heights.
+    // even widths (1200, 1601 and 2002 pixels) and heights.
     TestPdf::Document document = TestPdf::pages(30);
     for (int i = 0; i < document.pages.size(); ++i) {
-        document.pages[i].mediaBox = QRectF(0, 0, 300 + 100.125 * (i % 3), 400);
+        document.pages[i].mediaBox = QRectF(0, 0, 300 + 100.25 * (i % 3), 400);
         document.pages[i].rotate = i == 7 ? 90 : 0;
     }
     const QString input = path(QStringLiteral("in.pdf"));
