@@ -6,6 +6,7 @@
 #include <QSaveFile>
 
 #include <cmath>
+#include <type_traits>
 
 namespace Profiles {
 
@@ -34,6 +35,60 @@ bool readString(const QJsonObject &json, const QString &key, QString &value, QSt
     }
     value = it->toString();
     return true;
+}
+
+bool readNumber(const QJsonObject &json, const QString &key, double &value, QString *error)
+{
+    const auto it = json.find(key);
+    if (it == json.end()) {
+        return true;
+    }
+    if (!it->isDouble()) {
+        setError(error, QStringLiteral("\"%1\" is not a number").arg(key));
+        return false;
+    }
+    value = it->toDouble();
+    return true;
+}
+
+bool readBool(const QJsonObject &json, const QString &key, bool &value, QString *error)
+{
+    const auto it = json.find(key);
+    if (it == json.end()) {
+        return true;
+    }
+    if (!it->isBool()) {
+        setError(error, QStringLiteral("\"%1\" is neither true nor false").arg(key));
+        return false;
+    }
+    value = it->toBool();
+    return true;
+}
+
+// The keys of a watermark profile and the settings they hold.
+template <typename Settings, typename Visit> void visitWatermarkKeys(Settings &s, Visit &&visit)
+{
+    visit(QStringLiteral("text"), s.text);
+    visit(QStringLiteral("font"), s.font);
+    visit(QStringLiteral("size"), s.size);
+    visit(QStringLiteral("color"), s.color);
+    visit(QStringLiteral("textOpacity"), s.textOpacity);
+    visit(QStringLiteral("textPosition"), s.textPosition);
+    visit(QStringLiteral("textOffsetX"), s.textOffsetX);
+    visit(QStringLiteral("textOffsetY"), s.textOffsetY);
+    visit(QStringLiteral("shadow"), s.shadow);
+    visit(QStringLiteral("stroke"), s.stroke);
+    visit(QStringLiteral("image"), s.image);
+    visit(QStringLiteral("scale"), s.scale);
+    visit(QStringLiteral("imageOpacity"), s.imageOpacity);
+    visit(QStringLiteral("rotation"), s.rotation);
+    visit(QStringLiteral("imagePosition"), s.imagePosition);
+    visit(QStringLiteral("imageOffsetX"), s.imageOffsetX);
+    visit(QStringLiteral("imageOffsetY"), s.imageOffsetY);
+    visit(QStringLiteral("pagesEnabled"), s.pagesEnabled);
+    visit(QStringLiteral("pages"), s.pages);
+    visit(QStringLiteral("nameTemplate"), s.nameTemplate);
+    visit(QStringLiteral("folder"), s.folder);
 }
 
 } // namespace
@@ -136,6 +191,48 @@ std::optional<PropertiesSettings> PropertiesSettings::fromJson(const QJsonObject
         || !readString(json, QStringLiteral("author"), settings.author, error)
         || !readString(json, QStringLiteral("subject"), settings.subject, error)
         || !readString(json, QStringLiteral("keywords"), settings.keywords, error)) {
+        return std::nullopt;
+    }
+    return settings;
+}
+
+QJsonObject WatermarkSettings::toJson() const
+{
+    QJsonObject json;
+    visitWatermarkKeys(*this, [&](const QString &key, const auto &value) {
+        if constexpr (std::is_same_v<std::decay_t<decltype(value)>, qint64>) {
+            json.insert(key, double(value));
+        } else {
+            json.insert(key, value);
+        }
+    });
+    return json;
+}
+
+std::optional<WatermarkSettings> WatermarkSettings::fromJson(const QJsonObject &json,
+                                                             QString *error)
+{
+    WatermarkSettings settings;
+    bool ok = true;
+    visitWatermarkKeys(settings, [&](const QString &key, auto &value) {
+        using Value = std::decay_t<decltype(value)>;
+        if (!ok) {
+            return;
+        }
+        if constexpr (std::is_same_v<Value, QString>) {
+            ok = readString(json, key, value, error);
+        } else if constexpr (std::is_same_v<Value, bool>) {
+            ok = readBool(json, key, value, error);
+        } else if constexpr (std::is_same_v<Value, qint64>) {
+            double number = double(value);
+            ok = readNumber(json, key, number, error);
+            // A position outside the list draws nothing, as in the engine.
+            value = std::isfinite(number) ? qint64(std::trunc(number)) : -1;
+        } else {
+            ok = readNumber(json, key, value, error);
+        }
+    });
+    if (!ok) {
         return std::nullopt;
     }
     return settings;

@@ -49,4 +49,37 @@ struct PropertiesSettings
 
 inline constexpr auto PropertiesTool = "properties";
 
+// The Watermark window's settings, in the window's units: points, percent, degrees, position
+// codes 0 to 4.
+struct WatermarkSettings
+{
+    QString text = QStringLiteral("Copyright ©");
+    QString font = QStringLiteral("Arial"); // as the font list names it
+    double size = 30;
+    QString color = QStringLiteral("#000000");
+    double textOpacity = 70;
+    qint64 textPosition = 0;
+    double textOffsetX = 0;
+    double textOffsetY = 0;
+    bool shadow = false;
+    bool stroke = false;
+    QString image; // empty: no picture
+    double scale = 100;
+    double imageOpacity = 70;
+    double rotation = 0;
+    qint64 imagePosition = 1;
+    double imageOffsetX = 0;
+    double imageOffsetY = 0;
+    bool pagesEnabled = false;
+    QString pages = QStringLiteral("[1-3],5,[7-9]");
+    QString nameTemplate = QStringLiteral("[FileName]_Watermarked");
+    QString folder;
+
+    QJsonObject toJson() const;
+    // Keys that are missing keep their defaults; a key of the wrong type is an error.
+    static std::optional<WatermarkSettings> fromJson(const QJsonObject &json, QString *error);
+};
+
+inline constexpr auto WatermarkTool = "watermark";
+
 } // namespace Profiles

@@ -3,7 +3,9 @@
 #include "naming/intervals.h"
 #include "naming/outputnames.h"
 #include "naming/overwrite.h"
+#include "naming/profiles.h"
 
+#include <QJsonObject>
 #include <QSet>
 #include <QTemporaryDir>
 #include <QTest>
@@ -57,6 +59,8 @@ private slots:
     void overwritePass_data();
     void overwritePass();
     void selfOverwrite();
+    void watermarkProfile_data();
+    void watermarkProfile();
 };
 
 void TestNaming::expressions_data()
@@ -269,6 +273,62 @@ void TestNaming::selfOverwrite()
     QVERIFY(!OverwritesInput(dir.filePath(QStringLiteral("c.pdf")), {a, b}));
     QCOMPARE(OverwriteQuestion(QStringLiteral("/x/y.pdf")),
              QStringLiteral("The file /x/y.pdf already exists. Do you want to overwrite it?"));
+}
+
+void TestNaming::watermarkProfile_data()
+{
+    QTest::addColumn<QJsonObject>("json");
+    QTest::addColumn<QString>("error"); // empty: read
+    QTest::newRow("empty: the defaults") << QJsonObject() << QString();
+    QTest::newRow("a position that is no code")
+        << QJsonObject{{QStringLiteral("textPosition"), 7.9}} << QString();
+    QTest::newRow("a number as text") << QJsonObject{{QStringLiteral("size"), QStringLiteral("30")}}
+                                      << QStringLiteral("\"size\"");
+    QTest::newRow("a flag as a number")
+        << QJsonObject{{QStringLiteral("shadow"), 1}} << QStringLiteral("\"shadow\"");
+}
+
+void TestNaming::watermarkProfile()
+{
+    QFETCH(QJsonObject, json);
+    QFETCH(QString, error);
+    QString reason;
+    const auto read = Profiles::WatermarkSettings::fromJson(json, &reason);
+    QCOMPARE(read.has_value(), error.isEmpty());
+    if (!read) {
+        QVERIFY2(reason.contains(error), qPrintable(reason));
+        return;
+    }
+    QCOMPARE(read->textPosition, qint64(json.value(QStringLiteral("textPosition")).toDouble(0)));
+    QCOMPARE(read->nameTemplate, QStringLiteral("[FileName]_Watermarked"));
+
+    // Every setting comes back as it was saved.
+    Profiles::WatermarkSettings custom;
+    custom.text = QStringLiteral("Draft\nonly");
+    custom.font = QStringLiteral("Verdana");
+    custom.size = 12.5;
+    custom.color = QStringLiteral("#ff0000");
+    custom.textOpacity = 40;
+    custom.textPosition = 4;
+    custom.textOffsetX = -3;
+    custom.textOffsetY = 7;
+    custom.shadow = true;
+    custom.stroke = true;
+    custom.image = QStringLiteral("/pictures/logo.png");
+    custom.scale = 50;
+    custom.imageOpacity = 100;
+    custom.rotation = 45;
+    custom.imagePosition = 2;
+    custom.imageOffsetX = 1;
+    custom.imageOffsetY = 2;
+    custom.pagesEnabled = true;
+    custom.pages = QStringLiteral("1,3");
+    custom.nameTemplate = QStringLiteral("[FileName]-draft");
+    custom.folder = QStringLiteral("/out");
+    const auto back = Profiles::WatermarkSettings::fromJson(custom.toJson(), &reason);
+    QVERIFY(back);
+    QCOMPARE(back->toJson(), custom.toJson());
+    QCOMPARE(back->toJson().size(), 21);
 }
 
 QTEST_GUILESS_MAIN(TestNaming)
