@@ -28,6 +28,7 @@ const Subcommand subcommands[] = {
     {"crop", cropCommand, false},
     {"render", renderCommand, false},
     {"properties", propertiesCommand, false},
+    {"watermark", watermarkCommand, true},
 };
 
 const Subcommand *findSubcommand(const char *name)
@@ -56,6 +57,9 @@ const char *usage()
            "  quire render FILE [--page N] -o OUT.png   the page as the preview shows it\n"
            "  quire properties [--title T] [--author T] [--subject T] [--keywords T] [--yes]\n"
            "                   [--profile FILE] INPUT...\n"
+           "  quire watermark -d DIR [text options] [image options] [--pages EXPR]\n"
+           "                  [--name TEMPLATE] [--profile FILE] INPUT...\n"
+           "  quire watermark [text and image options] --preview N -o OUT.png FILE\n"
            "  quire --help | quire SUBCOMMAND --help | quire --version\n"
            "\n"
            "Batch options: --overwrite ask|all|none, --jobs N, --quiet.\n"
@@ -89,7 +93,17 @@ int run(int argc, char **argv)
     qputenv("QT_QPA_PLATFORM", "offscreen");
     std::unique_ptr<QCoreApplication> app;
     if (subcommand->needsFonts) {
+        // Starting its platform plugin, Qt warns on stderr when XDG_RUNTIME_DIR is unset (cron
+        // jobs, containers); a headless run has no use for that folder.
+        static QtMessageHandler previous = nullptr;
+        previous = qInstallMessageHandler(
+            [](QtMsgType type, const QMessageLogContext &context, const QString &message) {
+                if (!message.startsWith(QLatin1String("QStandardPaths: XDG_RUNTIME_DIR"))) {
+                    previous(type, context, message);
+                }
+            });
         app = std::make_unique<QGuiApplication>(argc, argv);
+        qInstallMessageHandler(previous);
     } else {
         app = std::make_unique<QCoreApplication>(argc, argv);
     }

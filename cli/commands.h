@@ -14,6 +14,7 @@ int splitCommand(const QStringList &args);
 int cropCommand(const QStringList &args);
 int renderCommand(const QStringList &args);
 int propertiesCommand(const QStringList &args);
+int watermarkCommand(const QStringList &args);
 
 // Shared by the commands that write page images.
 

@@ -50,6 +50,10 @@ private slots:
     void splitThatCannotStart();
     void splitProfile_data();
     void splitProfile();
+    void watermark_data();
+    void watermark();
+    void watermarkGuards();
+    void watermarkPreview();
     void overwriteModes_data();
     void overwriteModes();
     void sameResultForAnyNumberOfJobs_data();
@@ -125,6 +129,26 @@ void TestCli::helpVersionAndUsageErrors_data()
         << QStringList{"split", "-d", ".", "--every", "2", "--overwrite", "maybe", "a.pdf"} << 2
         << ""
         << "maybe";
+    const auto watermark = [](QStringList options) {
+        return QStringList{"watermark", "-d", "."} + options + QStringList{"a.pdf"};
+    };
+    QTest::newRow("watermark --help") << QStringList{"watermark", "--help"} << 0 << "--image-offset"
+                                      << "";
+    QTest::newRow("unknown position") << watermark({"--text-position", "middle"}) << 2 << ""
+                                      << "middle";
+    QTest::newRow("position code 5") << watermark({"--image-position", "5"}) << 2 << ""
+                                     << "--image-position";
+    QTest::newRow("colour that is not one") << watermark({"--color", "#12345"}) << 2 << ""
+                                            << "#12345";
+    QTest::newRow("offset with one number") << watermark({"--text-offset", "10"}) << 2 << ""
+                                            << "--text-offset";
+    QTest::newRow("size not a number") << watermark({"--size", "big"}) << 2 << ""
+                                       << "--size";
+    QTest::newRow("watermark without folder") << QStringList{"watermark", "a.pdf"} << 2 << ""
+                                              << "-d DIR";
+    QTest::newRow("nothing to watermark")
+        << QStringList{"watermark", "-d", ".", "gone.pdf"} << 2 << ""
+        << "There are no PDF documents to watermark.";
     QTest::newRow("bad --jobs") << QStringList{"merge", "-o", "x.pdf", "--jobs", "0", "a.pdf"} << 2
                                 << ""
                                 << "--jobs";
@@ -325,6 +349,136 @@ void TestCli::splitProfile()
         }
         QCOMPARE(QDir(path("out")).entryList(QDir::Files), QStringList());
     }
+}
+
+void TestCli::watermark_data()
+{
+    // A profile as the Watermark window saves it: the text at the top right of pages 2 and 3,
+    // files "<name>-stamped" in out/.
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<QStringList>("outputs"); // in out/
+    QTest::addColumn<QList<bool>>("stamped"); // pages of book.pdf's output
+    QTest::newRow("defaults: every page")
+        << QStringList{"-d", "out"} << QStringList{"book_Watermarked.pdf", "short_Watermarked.pdf"}
+        << QList<bool>{true, true, true, true};
+    QTest::newRow("pages and a name")
+        << QStringList{"-d", "out", "--pages", "[3-4],9", "--name", "[FileName]-x"}
+        << QStringList{"book-x.pdf", "short-x.pdf"} << QList<bool>{false, false, true, true};
+    QTest::newRow("no page selected: every page")
+        << QStringList{"-d", "out", "--pages", "[7-9]", "--text-position", "center"}
+        << QStringList{"book_Watermarked.pdf", "short_Watermarked.pdf"}
+        << QList<bool>{true, true, true, true};
+    QTest::newRow("every setting from the profile")
+        << QStringList{"--profile", "watermark.json"}
+        << QStringList{"book-stamped.pdf", "short-stamped.pdf"}
+        << QList<bool>{false, true, true, false};
+    QTest::newRow("options override the profile")
+        << QStringList{"--profile", "watermark.json", "--pages", "1", "--name", "[FileName]"}
+        << QStringList{"book.pdf", "short.pdf"} << QList<bool>{true, false, false, false};
+}
+
+void TestCli::watermark()
+{
+    QFETCH(QStringList, options);
+    QFETCH(QStringList, outputs);
+    QFETCH(QList<bool>, stamped);
+    TestPdf::write(path("book.pdf"), TestPdf::pages(4));
+    TestPdf::write(path("short.pdf"), TestPdf::pages(1));
+    QDir(m_dir->path()).mkdir(QStringLiteral("out"));
+    QFile profile(path("watermark.json"));
+    QVERIFY(profile.open(QIODevice::WriteOnly));
+    profile.write(QJsonDocument(QJsonObject{{"tool", "watermark"},
+                                            {"settings",
+                                             QJsonObject{{"text", "Profiled"},
+                                                         {"textPosition", 3},
+                                                         {"pagesEnabled", true},
+                                                         {"pages", "[2-3]"},
+                                                         {"nameTemplate", "[FileName]-stamped"},
+                                                         {"folder", path("out")}}}})
+                      .toJson());
+    profile.close();
+
+    const Result r
+        = quire(QStringList{"watermark"} + options + QStringList{"book.pdf", "short.pdf"});
+    QCOMPARE(r.exitCode, 0);
+    QCOMPARE(r.out, QStringLiteral("PDF document(s) watermarked successfully.\n"));
+    QCOMPARE(r.err, QString());
+    QCOMPARE(QDir(path("out")).entryList(QDir::Files, QDir::Name), outputs);
+    const auto book = TestPdf::read(path("out/") + outputs[0]);
+    QCOMPARE(book.markers(), (QStringList{"p1", "p2", "p3", "p4"}));
+    for (int i = 0; i < 4; ++i) {
+        QCOMPARE(!book.pages[i].images.isEmpty(), stamped[i]);
+    }
+}
+
+void TestCli::watermarkGuards()
+{
+    TestPdf::write(path("a.pdf"), TestPdf::pages(2, QStringLiteral("a")));
+    TestPdf::write(path("b.pdf"), TestPdf::pages(1, QStringLiteral("b")));
+    const QByteArray before = digest(path("a.pdf"));
+
+    // An output that would replace an input is not written; the other documents are.
+    Result r
+        = quire({"watermark", "-d", ".", "--name", "[FileName]", "--overwrite", "all", "a.pdf"});
+    QCOMPARE(r.exitCode, 1);
+    QCOMPARE(r.lastLine(), QStringLiteral("Could not watermark PDF document(s)."));
+    QCOMPARE(digest(path("a.pdf")), before);
+    r = quire({"watermark", "-d", ".", "--name", "a", "--overwrite", "all", "b.pdf", "a.pdf"});
+    QCOMPARE(r.exitCode, 1);
+    QCOMPARE(digest(path("a.pdf")), before);
+
+    // A picture that cannot be read: said on stderr, and the text is still stamped.
+    r = quire({"watermark", "-d", ".", "--image", "missing.png", "b.pdf"});
+    QCOMPARE(r.exitCode, 0);
+    QVERIFY2(r.err.contains(QStringLiteral("missing.png")), qPrintable(r.err));
+    QCOMPARE(TestPdf::read(path("b_Watermarked.pdf")).pages[0].images.size(), 1);
+
+    // A folder that does not exist ends the run as a failure.
+    r = quire({"watermark", "-d", "nowhere", "b.pdf"});
+    QCOMPARE(r.exitCode, 1);
+    QVERIFY(r.err.contains(QStringLiteral("nowhere")));
+}
+
+void TestCli::watermarkPreview()
+{
+    TestPdf::write(path("a.pdf"), TestPdf::pages(2));
+    Result r = quire({"render", "a.pdf", "--page", "2", "-o", "page.png"});
+    QCOMPARE(r.exitCode, 0);
+    r = quire({"watermark",
+               "--text",
+               "Draft",
+               "--size",
+               "100",
+               "--text-position",
+               "center",
+               "--preview",
+               "2",
+               "-o",
+               "preview.png",
+               "a.pdf"});
+    QCOMPARE(r.exitCode, 0);
+    QCOMPARE(r.out, QString());
+    const QImage page(path("page.png"));
+    const QImage preview(path("preview.png"));
+    QCOMPARE(preview.size(), QSize(2448, 3168));
+    // The page as rendered, with the text in its middle.
+    const QPoint centre(1224, 1584);
+    QCOMPARE(page.pixelColor(centre), QColor(Qt::white));
+    QCOMPARE(preview.pixelColor(0, 0), page.pixelColor(0, 0));
+    const QRect middle(centre - QPoint(400, 100), QSize(800, 200));
+    int darker = 0;
+    for (int y = middle.top(); y <= middle.bottom(); ++y) {
+        for (int x = middle.left(); x <= middle.right(); ++x) {
+            darker += preview.pixelColor(x, y).lightness() < 200;
+        }
+    }
+    QVERIFY2(darker > 10000, qPrintable(QString::number(darker)));
+    QVERIFY(!QFileInfo::exists(path("a_Watermarked.pdf")));
+
+    r = quire({"watermark", "--preview", "3", "-o", "none.png", "a.pdf"});
+    QCOMPARE(r.exitCode, 1);
+    QVERIFY2(r.err.contains(QStringLiteral("no page 3")), qPrintable(r.err));
+    QVERIFY(!QFileInfo::exists(path("none.png")));
 }
 
 void TestCli::overwriteModes_data()
