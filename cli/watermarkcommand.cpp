@@ -6,12 +6,12 @@
 #include "naming/outputnames.h"
 #include "preview/fontlist.h"
 #include "preview/imagetools.h"
-#include "preview/picturefile.h"
 
 #include <QColor>
 #include <QDir>
 #include <QFileInfo>
 #include <QHash>
+#include <QImageReader>
 #include <QRegularExpression>
 
 #include <cmath>
@@ -163,7 +163,7 @@ WatermarkSettings engineSettings(const Profiles::WatermarkSettings &s)
     w.useStroke = s.stroke;
     if (!s.image.isEmpty()) {
         w.imagePath = QFileInfo(s.image).absoluteFilePath();
-        if (PictureFile::load(w.imagePath, 1, 1).isNull()) {
+        if (!QImageReader(w.imagePath).canRead()) {
             // As in the window: the run goes on without the picture.
             printError(QStringLiteral("watermark: the picture %1 cannot be read: no picture "
                                       "watermark")

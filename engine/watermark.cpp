@@ -8,12 +8,10 @@
 #include "enginesupport.h"
 #include "pdftools.h"
 #include "preview/watermarkdrawing.h"
+#include "watermarklayers.h"
 
 #include <QPainter>
 
-#include <qpdf/Buffer.hh>
-#include <qpdf/Pl_Buffer.hh>
-#include <qpdf/Pl_Flate.hh>
 #include <qpdf/QPDFPageObjectHelper.hh>
 
 #include <cmath>
@@ -136,73 +134,6 @@ std::string PageView::toUser() const
     }
 }
 
-std::string deflated(const std::string &data)
-{
-    Pl_Buffer buffer("deflated");
-    Pl_Flate flate("deflate", &buffer, Pl_Flate::a_deflate);
-    flate.write(reinterpret_cast<const unsigned char *>(data.data()), data.size());
-    flate.finish();
-    const auto result = buffer.getBufferSharedPointer();
-    return std::string(reinterpret_cast<const char *>(result->getBuffer()), result->getSize());
-}
-
-// The smallest rectangle of the image holding every pixel that is not wholly transparent.
-QRect visibleRect(const QImage &image)
-{
-    int top = image.height();
-    int bottom = -1;
-    int left = image.width();
-    int right = -1;
-    for (int y = 0; y < image.height(); ++y) {
-        const auto *line = reinterpret_cast<const QRgb *>(image.constScanLine(y));
-        int first = 0;
-        while (first < image.width() && qAlpha(line[first]) == 0) {
-            ++first;
-        }
-        if (first == image.width()) {
-            continue;
-        }
-        int last = image.width() - 1;
-        while (qAlpha(line[last]) == 0) {
-            --last;
-        }
-        top = std::min(top, y);
-        bottom = y;
-        left = std::min(left, first);
-        right = std::max(right, last);
-    }
-    return bottom < 0 ? QRect() : QRect(QPoint(left, top), QPoint(right, bottom));
-}
-
-// The visible part of one layer of a watermark canvas (the picture or the text): its pixels
-// and their place on the canvas.
-struct CanvasPart
-{
-    QImage image; // null: nothing shows
-    QRect rect;
-};
-
-template <typename Paint> CanvasPart paintVisiblePart(const QRect &bounds, Paint &&paint)
-{
-    if (bounds.isEmpty()) {
-        return {};
-    }
-    QImage image(bounds.size(), QImage::Format_ARGB32_Premultiplied);
-    if (image.isNull()) {
-        throw std::bad_alloc();
-    }
-    image.fill(Qt::transparent);
-    QPainter painter(&image);
-    painter.translate(-bounds.topLeft());
-    paint(painter, bounds);
-    painter.end();
-    const QRect used = visibleRect(image);
-    if (used.isEmpty()) {
-        return {};
-    }
-    return {image.copy(used), used.translated(bounds.topLeft())};
-}
-
 QImage wholeCanvas(QSize size, const WatermarkSettings &settings, const PictureFile &picture)
 {
     if (size.isEmpty()) {
@@ -223,10 +154,9 @@ QImage wholeCanvas(QSize size, const WatermarkSettings &settings, const PictureF
 class Stamper
 {
 public:
-    Stamper(QPDF &pdf, const WatermarkSettings &settings, const PictureFile &picture)
+    Stamper(QPDF &pdf, const WatermarkSettings &settings)
         : m_pdf(pdf)
-        , m_settings(settings)
-        , m_picture(picture)
+        , m_layers(WatermarkLayers::forSettings(settings))
     {}
 
     void stamp(QPDFPageObjectHelper page);
@@ -247,14 +177,12 @@ private:
     };
 
     Stamp &stampFor(QSize canvas);
-    void addPart(Stamp &stamp, const CanvasPart &part);
-    QPDFObjectHandle imageObject(const QImage &image);
+    QPDFObjectHandle imageObject(const WatermarkLayers::Image &image);
     std::vector<std::string> useStamp(QPDFPageObjectHelper &page, const Stamp &stamp);
     QPDFObjectHandle stream(const std::string &data);
 
     QPDF &m_pdf;
-    const WatermarkSettings &m_settings;
-    const PictureFile &m_picture;
+    std::shared_ptr<WatermarkLayers> m_layers;
     std::map<std::pair<int, int>, Stamp> m_stamps;
     // Pages of different sizes often get the very same pixels (a corner's watermark does not
     // move with the far edges): each distinct image is embedded once.
@@ -271,74 +199,41 @@ QPDFObjectHandle Stamper::stream(const std::string &data)
     return QPDFObjectHandle::newStream(&m_pdf, data);
 }
 
-QPDFObjectHandle Stamper::imageObject(const QImage &image)
+QPDFObjectHandle Stamper::imageObject(const WatermarkLayers::Image &image)
 {
-    const QImage rgba = image.convertToFormat(QImage::Format_RGBA8888); // not premultiplied
-    const size_t pixels = size_t(rgba.width()) * size_t(rgba.height());
-    std::string colour;
-    std::string alpha;
-    colour.reserve(pixels * 3);
-    alpha.reserve(pixels);
-    bool opaque = true;
-    for (int y = 0; y < rgba.height(); ++y) {
-        const uchar *p = rgba.constScanLine(y);
-        for (int x = 0; x < rgba.width(); ++x, p += 4) {
-            colour.append(reinterpret_cast<const char *>(p), 3);
-            alpha.push_back(char(p[3]));
-            opaque = opaque && p[3] == 255;
-        }
+    auto &object = m_images[image.digest];
+    if (object.isInitialized()) {
+        return object;
     }
     const auto imageStream = [&](const std::string &data, const char *colourSpace) {
-        auto object = stream(deflated(data));
-        object.replaceDict(QPDFObjectHandle::parse(
+        auto made = stream(data);
+        made.replaceDict(QPDFObjectHandle::parse(
             "<< /Type /XObject /Subtype /Image /BitsPerComponent 8 /Filter /FlateDecode >>"));
-        auto dict = object.getDict();
-        dict.replaceKey("/Width", QPDFObjectHandle::newInteger(rgba.width()));
-        dict.replaceKey("/Height", QPDFObjectHandle::newInteger(rgba.height()));
+        auto dict = made.getDict();
+        dict.replaceKey("/Width", QPDFObjectHandle::newInteger(image.width));
+        dict.replaceKey("/Height", QPDFObjectHandle::newInteger(image.height));
         dict.replaceKey("/ColorSpace", QPDFObjectHandle::newName(colourSpace));
-        return object;
+        return made;
     };
-    auto object = imageStream(colour, "/DeviceRGB");
-    if (!opaque) {
-        object.getDict().replaceKey("/SMask", imageStream(alpha, "/DeviceGray"));
+    object = imageStream(image.colour, "/DeviceRGB");
+    if (!image.alpha.empty()) {
+        object.getDict().replaceKey("/SMask", imageStream(image.alpha, "/DeviceGray"));
     }
     return object;
 }
 
-void Stamper::addPart(Stamp &stamp, const CanvasPart &part)
+Stamper::Stamp &Stamper::stampFor(QSize canvas)
 {
-    if (part.image.isNull()) {
-        return;
-    }
-    QByteArray key(reinterpret_cast<const char *>(part.image.constBits()),
-                   part.image.sizeInBytes());
-    key.prepend(QByteArray::number(part.image.width()) + 'x'
-                + QByteArray::number(part.image.height()) + ':');
-    auto &image = m_images[key];
-    if (!image.isInitialized()) {
-        image = imageObject(part.image);
-    }
-    stamp.parts.push_back({image, part.rect});
-}
-
-Stamper::Stamp &Stamper::stampFor(QSize canvasSize)
-{
-    const auto key = std::make_pair(canvasSize.width(), canvasSize.height());
+    const auto key = std::make_pair(canvas.width(), canvas.height());
     const auto found = m_stamps.find(key);
     if (found != m_stamps.end()) {
         return found->second;
     }
     Stamp stamp;
     stamp.index = int(m_stamps.size());
-    const WatermarkDrawing::Canvas canvas(
-        canvasSize, m_settings, m_picture, WatermarkDrawing::OutputStyle);
-    // The picture lies under the text.
-    addPart(stamp, paintVisiblePart(canvas.pictureBounds(), [&](QPainter &p, const QRect &r) {
-                canvas.paintPicture(p, r);
-            }));
-    addPart(stamp, paintVisiblePart(canvas.textBounds(), [&](QPainter &p, const QRect &r) {
-                canvas.paintText(p, r);
-            }));
+    for (const auto &layer : m_layers->layersOn(canvas)) {
+        stamp.parts.push_back({imageObject(*layer.image), layer.rect});
+    }
     return m_stamps.emplace(key, std::move(stamp)).first->second;
 }
 
@@ -489,9 +384,7 @@ bool PDFTools::WatermarkPDF(const QString &path,
                 selected[size_t(number - 1)] = true;
             }
         }
-        const PictureFile picture
-            = PictureFile::load(settings.imagePath, settings.scale, CanvasScale);
-        Stamper stamper(pdf, settings, picture);
+        Stamper stamper(pdf, settings);
         for (size_t i = 0; i < pages.size(); ++i) {
             if (!selected[i]) {
                 continue;
@@ -506,7 +399,7 @@ bool PDFTools::WatermarkPDF(const QString &path,
                 result = false;
             }
         }
-        if (!writeDocument(pdf, outputPath, {PDFVersion(1, 4), true})) {
+        if (!writeDocument(pdf, outputPath, {PDFVersion(1, 4)})) {
             result = false;
         }
     });

@@ -191,8 +191,9 @@ Canvas::Canvas(QSize size,
                                   settings.imageHorizontalOffset * CanvasScale,
                                   settings.imageVerticalOffset * CanvasScale);
         if (m_pictureRect) {
-            m_pictureBounds
-                = m_pictureRect->toAlignedRect().adjusted(-1, -1, 1, 1) & QRect(QPoint(0, 0), size);
+            // Drawing, antialiased edges included, stays within the rectangle's pixels.
+            m_pictureReach = m_pictureRect->toAlignedRect();
+            m_pictureBounds = m_pictureReach & QRect(QPoint(0, 0), size);
         }
     }
 }
@@ -218,11 +219,13 @@ void Canvas::layOutText(const WatermarkSettings &settings)
     std::vector<QTextLine> lines;
     double height = 0;
     double width = 0;
+    bool cut = false;
     layout.beginLayout();
     for (QTextLine line = layout.createLine(); line.isValid(); line = layout.createLine()) {
         line.setLeadingIncluded(true);
         line.setLineWidth(lineWidth);
         if (!lines.empty() && height + line.height() > maxHeight) {
+            cut = true;
             break;
         }
         line.setPosition(QPointF(0, height));
@@ -231,6 +234,8 @@ void Canvas::layOutText(const WatermarkSettings &settings)
         lines.push_back(line);
     }
     layout.endLayout();
+    m_textLaidOutAsAnywhere
+        = !cut && qsizetype(lines.size()) == layout.text().count(QChar::LineSeparator) + 1;
 
     // The block is as wide as its widest line; each line is centred on it.
     QPainterPath path;
@@ -262,6 +267,7 @@ void Canvas::layOutText(const WatermarkSettings &settings)
     place.translate(rect->x(), rect->y());
     place.scale(canvas.factor, canvas.factor);
     m_textPath = place.map(path);
+    m_textCorner = rect->topLeft();
 
     const QColor rgb = settings.textColor.toRgb();
     m_textColor = QColor::fromRgbF(rgb.redF(), rgb.greenF(), rgb.blueF(), float(opacity));
@@ -277,13 +283,28 @@ void Canvas::layOutText(const WatermarkSettings &settings)
                      .adjusted(-halfStroke, -halfStroke, halfStroke, halfStroke)
                      .toAlignedRect()
                      .adjusted(-1, -1, 1, 1);
-    m_textBounds = m_textBody;
+    m_textReach = m_textBody;
     if (m_shadow) {
         const int reach = shadowReach(m_style);
-        m_textBounds
+        m_textReach
             |= m_textBody.translated(shadowOffset(m_style)).adjusted(-reach, -reach, reach, reach);
     }
-    m_textBounds &= QRect(QPoint(0, 0), m_size);
+    m_textBounds = m_textReach & QRect(QPoint(0, 0), m_size);
+}
+
+std::optional<QPointF> Canvas::movableCorner(Layer layer) const
+{
+    const QRect canvas(QPoint(0, 0), m_size);
+    if (layer == Layer::Picture) {
+        if (!m_pictureRect || !canvas.contains(m_pictureReach)) {
+            return std::nullopt;
+        }
+        return m_pictureRect->topLeft();
+    }
+    if (m_textPath.isEmpty() || !m_textLaidOutAsAnywhere || !canvas.contains(m_textReach)) {
+        return std::nullopt;
+    }
+    return m_textCorner;
 }
 
 void Canvas::paint(QPainter &painter, const QRect &region) const

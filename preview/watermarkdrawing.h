@@ -72,6 +72,13 @@ public:
     // The text's size as laid out (canvas units).
     QSizeF textSize() const { return m_textSize; }
 
+    enum class Layer { Picture, Text };
+    // The top-left corner (canvas pixels) of a layer's rectangle, when the layer's pixels are the
+    // same on every canvas but for a move by whole pixels: it lies wholly on the canvas, and the
+    // text is neither wrapped nor cut at the canvas's size. Two such canvases whose corners
+    // have the same fraction of a pixel get the same pixels, moved by the corners' difference.
+    std::optional<QPointF> movableCorner(Layer layer) const;
+
 private:
     void layOutText(const WatermarkSettings &settings);
     void fillAndStrokeText(QPainter &painter) const;
@@ -85,13 +92,17 @@ private:
     double m_strokeWidth = 0; // 0: no outline
     bool m_shadow = false;
     QRect m_textBody;   // the text's own pixels, on the canvas or not
+    QRect m_textReach;  // the same with the shadow
     QRect m_textBounds; // on the canvas, shadow included
+    QPointF m_textCorner;
+    bool m_textLaidOutAsAnywhere = false; // not wrapped, no line left out
     // Picture.
     const PictureFile &m_picture;
     std::optional<QRectF> m_pictureRect; // bounding box of the turned picture
     double m_rotation = 0;
     double m_pictureOpacity = 0;
-    QRect m_pictureBounds;
+    QRect m_pictureReach;  // on the canvas or not
+    QRect m_pictureBounds; // on the canvas
 };
 
 // The font of a family name and a size in points, in canvas pixels: pixel size (rounded) and

@@ -217,6 +217,7 @@ private slots:
     void selectedPages();
     void oneImagePerLook();
     void failures();
+    void pictureReplacedBetweenDocuments();
 
 private:
     QString path(const QString &name) const { return m_dir->filePath(name); }
@@ -766,6 +767,30 @@ void TestWatermark::failures()
     QCOMPARE(read.pages[0].images.size(), 1);
     QCOMPARE(QDir(m_dir->path()).entryList(QDir::Files | QDir::Hidden),
              (QStringList{QStringLiteral("empty.pdf"), QStringLiteral("in.pdf")}));
+}
+
+void TestWatermark::pictureReplacedBetweenDocuments()
+{
+    // What is drawn for one document serves the next with the same settings, but not once the
+    // picture file has changed under its name.
+    const QString input = path(QStringLiteral("in.pdf"));
+    TestPdf::Document document = TestPdf::pages(1);
+    document.pages[0].mediaBox = QRectF(0, 0, 200, 150);
+    TestPdf::write(input, document);
+    WatermarkSettings settings;
+    settings.text.clear();
+    settings.imagePath = path(QStringLiteral("logo.png"));
+    settings.imageOpacity = 1;
+    settings.imagePosition = 4;
+    const QPoint centre(400, 300);
+    for (const QColor colour : {QColor(Qt::red), QColor(Qt::green), QColor(Qt::red)}) {
+        QImage solid(40, 40, QImage::Format_RGB32);
+        solid.fill(colour);
+        QVERIFY(solid.save(settings.imagePath));
+        const QString output = path(QStringLiteral("out-%1.pdf").arg(colour.name().mid(1)));
+        QVERIFY(PDFTools::WatermarkPDF(input, settings, output));
+        QCOMPARE(poppler(output, 1).pixelColor(centre), colour);
+    }
 }
 
 QTEST_MAIN(TestWatermark)

@@ -1,0 +1,211 @@
+#include "watermarklayers.h"
+
+#include "preview/watermarkdrawing.h"
+
+#include <QCryptographicHash>
+#include <QDataStream>
+#include <QFile>
+#include <QPainter>
+
+#include <cmath>
+#include <sys/stat.h>
+
+namespace Engine {
+
+namespace {
+
+using Layer = WatermarkDrawing::Canvas::Layer;
+
+// Deflated at zlib's fastest level: the layers are mostly flat colour and transparency, which
+// that level packs nearly as small as the slower ones.
+std::string deflated(const QByteArray &data)
+{
+    // qCompress puts the length in four bytes before the zlib stream; it gives nothing when it
+    // runs out of memory.
+    const QByteArray packed = qCompress(data, 1);
+    if (packed.size() <= 4) {
+        throw std::bad_alloc();
+    }
+    return packed.sliced(4).toStdString();
+}
+
+// The smallest rectangle of the image holding every pixel that is not wholly transparent.
+QRect visibleRect(const QImage &image)
+{
+    int top = image.height();
+    int bottom = -1;
+    int left = image.width();
+    int right = -1;
+    for (int y = 0; y < image.height(); ++y) {
+        const auto *line = reinterpret_cast<const QRgb *>(image.constScanLine(y));
+        int first = 0;
+        while (first < image.width() && qAlpha(line[first]) == 0) {
+            ++first;
+        }
+        if (first == image.width()) {
+            continue;
+        }
+        int last = image.width() - 1;
+        while (qAlpha(line[last]) == 0) {
+            --last;
+        }
+        top = std::min(top, y);
+        bottom = y;
+        left = std::min(left, first);
+        right = std::max(right, last);
+    }
+    return bottom < 0 ? QRect() : QRect(QPoint(left, top), QPoint(right, bottom));
+}
+
+std::shared_ptr<const WatermarkLayers::Image> prepare(const QImage &image)
+{
+    const QImage rgba = image.convertToFormat(QImage::Format_RGBA8888); // not premultiplied
+    const qsizetype pixels = qsizetype(rgba.width()) * rgba.height();
+    QByteArray colour(pixels * 3, Qt::Uninitialized);
+    QByteArray alpha(pixels, Qt::Uninitialized);
+    char *c = colour.data();
+    char *a = alpha.data();
+    bool opaque = true;
+    for (int y = 0; y < rgba.height(); ++y) {
+        const uchar *p = rgba.constScanLine(y);
+        for (int x = 0; x < rgba.width(); ++x, p += 4) {
+            *c++ = char(p[0]);
+            *c++ = char(p[1]);
+            *c++ = char(p[2]);
+            *a++ = char(p[3]);
+            opaque = opaque && p[3] == 255;
+        }
+    }
+    auto prepared = std::make_shared<WatermarkLayers::Image>();
+    prepared->width = rgba.width();
+    prepared->height = rgba.height();
+    prepared->colour = deflated(colour);
+    if (!opaque) {
+        prepared->alpha = deflated(alpha);
+    }
+    QCryptographicHash digest(QCryptographicHash::Md5);
+    digest.addData(QByteArray::number(prepared->width) + 'x'
+                   + QByteArray::number(prepared->height));
+    digest.addData(QByteArrayView(prepared->colour.data(), qsizetype(prepared->colour.size())));
+    digest.addData(QByteArrayView(prepared->alpha.data(), qsizetype(prepared->alpha.size())));
+    prepared->digest = digest.result();
+    return prepared;
+}
+
+// Paints one layer of the canvas within bounds and keeps what shows.
+WatermarkLayers::Placed
+paintLayer(const WatermarkDrawing::Canvas &canvas, Layer layer, const QRect &bounds)
+{
+    QImage image(bounds.size(), QImage::Format_ARGB32_Premultiplied);
+    if (image.isNull()) {
+        throw std::bad_alloc();
+    }
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    painter.translate(-bounds.topLeft());
+    if (layer == Layer::Picture) {
+        canvas.paintPicture(painter, bounds);
+    } else {
+        canvas.paintText(painter, bounds);
+    }
+    painter.end();
+    const QRect used = visibleRect(image);
+    if (used.isEmpty()) {
+        return {};
+    }
+    return {prepare(image.copy(used)), used.translated(bounds.topLeft())};
+}
+
+// Everything the layers' pixels depend on, the picture file's identity included.
+QByteArray keyOf(const WatermarkSettings &s)
+{
+    QByteArray key;
+    QDataStream out(&key, QIODevice::WriteOnly);
+    // A picture replaced under the same name is another picture.
+    struct stat file = {};
+    if (!s.imagePath.isEmpty()) {
+        ::stat(QFile::encodeName(s.imagePath).constData(), &file);
+    }
+    out << s.text << s.textFontType << s.textFontSize << s.textColor.rgba() << s.textOpacity
+        << s.textPosition << s.textVerticalOffset << s.textHorizontalOffset << s.useShadow
+        << s.useStroke << s.imagePath << quint64(file.st_dev) << quint64(file.st_ino)
+        << qint64(file.st_size) << qint64(file.st_mtim.tv_sec) << qint64(file.st_mtim.tv_nsec)
+        << s.scale << s.imageOpacity << s.imagePosition << s.imageVerticalOffset
+        << s.imageHorizontalOffset << s.rotationDegrees;
+    return key;
+}
+
+} // namespace
+
+std::shared_ptr<WatermarkLayers> WatermarkLayers::forSettings(const WatermarkSettings &settings)
+{
+    static std::mutex mutex;
+    static QByteArray lastKey;
+    static std::shared_ptr<WatermarkLayers> last;
+    const QByteArray key = keyOf(settings);
+    {
+        std::lock_guard lock(mutex);
+        if (last && key == lastKey) {
+            return last;
+        }
+    }
+    auto layers = std::make_shared<WatermarkLayers>(settings);
+    std::lock_guard lock(mutex);
+    lastKey = key;
+    last = layers;
+    return layers;
+}
+
+WatermarkLayers::WatermarkLayers(const WatermarkSettings &settings)
+    : m_settings(settings)
+    , m_picture(
+          PictureFile::load(settings.imagePath, settings.scale, WatermarkDrawing::CanvasScale))
+{
+    m_settings.pages.clear();
+}
+
+std::vector<WatermarkLayers::Placed> WatermarkLayers::layersOn(QSize canvasSize)
+{
+    const WatermarkDrawing::Canvas canvas(
+        canvasSize, m_settings, m_picture, WatermarkDrawing::OutputStyle);
+    std::vector<Placed> placed;
+    for (const Layer layer : {Layer::Picture, Layer::Text}) {
+        const QRect bounds = layer == Layer::Picture ? canvas.pictureBounds() : canvas.textBounds();
+        if (bounds.isEmpty()) {
+            continue;
+        }
+        const auto corner = canvas.movableCorner(layer);
+        QPoint origin;
+        Key key{int(layer), false, canvasSize.width(), canvasSize.height()};
+        if (corner) {
+            origin = QPoint(int(std::floor(corner->x())), int(std::floor(corner->y())));
+            key = Key{int(layer),
+                      true,
+                      std::llround((corner->x() - origin.x()) * 1024),
+                      std::llround((corner->y() - origin.y()) * 1024)};
+        }
+        std::shared_ptr<const Placed> found;
+        {
+            std::lock_guard lock(m_mutex);
+            const auto it = m_layers.find(key);
+            if (it != m_layers.end()) {
+                found = it->second;
+            }
+        }
+        if (!found) {
+            // Painted outside the lock: documents of a batch on other threads may paint the
+            // same layer at once, and the first one kept wins.
+            Placed painted = paintLayer(canvas, layer, bounds);
+            painted.rect.translate(-origin);
+            std::lock_guard lock(m_mutex);
+            found = m_layers.emplace(key, std::make_shared<const Placed>(std::move(painted)))
+                        .first->second;
+        }
+        if (found->image) {
+            placed.push_back({found->image, found->rect.translated(origin)});
+        }
+    }
+    return placed;
+}
+
+} // namespace Engine
