@@ -15,6 +15,7 @@
 #include <qpdf/QPDFPageObjectHelper.hh>
 
 #include <cmath>
+#include <future>
 #include <map>
 
 using namespace Engine;
@@ -154,9 +155,9 @@ QImage wholeCanvas(QSize size, const WatermarkSettings &settings, const PictureF
 class Stamper
 {
 public:
-    Stamper(QPDF &pdf, const WatermarkSettings &settings)
+    Stamper(QPDF &pdf, std::shared_ptr<WatermarkLayers> layers)
         : m_pdf(pdf)
-        , m_layers(WatermarkLayers::forSettings(settings))
+        , m_layers(std::move(layers))
     {}
 
     void stamp(QPDFPageObjectHelper page);
@@ -357,6 +358,13 @@ bool PDFTools::WatermarkPDF(const QString &path,
                             const QString &outputPath)
 {
     bool result = true;
+    // The layers are drawn while the document is read, on a US-letter canvas: a layer that lies
+    // wholly on it (one at a corner, say) has the same pixels on pages of any size.
+    auto drawn = std::async(std::launch::async, [&settings] {
+        auto layers = WatermarkLayers::forSettings(settings);
+        layers->layersOn(QSize(612 * 4, 792 * 4));
+        return layers;
+    });
     const bool written = guarded("Cannot watermark", path, [&] {
         auto source = openDocument(path);
         if (!source.pdf) {
@@ -384,7 +392,7 @@ bool PDFTools::WatermarkPDF(const QString &path,
                 selected[size_t(number - 1)] = true;
             }
         }
-        Stamper stamper(pdf, settings);
+        Stamper stamper(pdf, drawn.get());
         for (size_t i = 0; i < pages.size(); ++i) {
             if (!selected[i]) {
                 continue;
