@@ -2,6 +2,7 @@
 
 #include "console.h"
 #include "engine/pdftools.h"
+#include "naming/intervals.h"
 #include "naming/outputnames.h"
 
 #include <QDir>
@@ -10,6 +11,8 @@
 #include <QThread>
 
 #include <cmath>
+#include <mutex>
+#include <vector>
 
 namespace Cli {
 
@@ -184,6 +187,65 @@ bool writesOutput(Naming::OverwriteDecision decision,
         return false;
     }
     return true;
+}
+
+int runOnePerDocument(const QString &tool,
+                      const Inputs &inputs,
+                      const QString &nameTemplate,
+                      const QString &folder,
+                      const BatchOptions &options,
+                      const QString &successText,
+                      const QString &failureText,
+                      const std::function<bool(const QString &input, const QString &output)> &write)
+{
+    if (!QFileInfo(folder).isDir()) {
+        printError(QStringLiteral("%1: the output folder %2 does not exist").arg(tool, folder));
+        return finishRun(false, successText, failureText);
+    }
+    OverwritePlanner planner(options.overwrite);
+    QStringList outputs;
+    std::vector<Naming::OverwriteDecision> decisions;
+    QSet<QString> planned;
+    bool shared = false;
+    for (const QString &input : inputs.paths) {
+        const QString output = Naming::OutputPathForDocument(nameTemplate, folder, input);
+        shared = shared || planned.contains(output);
+        planned.insert(output);
+        outputs << output;
+        decisions.push_back(planner.decide(output));
+    }
+
+    ProgressBar bar(tool, inputs.paths.size(), options.quiet);
+    std::mutex barMutex;
+    bool success = !inputs.anyRejected;
+    runInOrder(
+        int(inputs.paths.size()),
+        shared ? 1 : options.jobs,
+        [&](int i) {
+            const QString &output = outputs[i];
+            bool result = true;
+            if (writesOutput(decisions[size_t(i)], output, inputs.paths, result)) {
+                result = write(inputs.paths[i], output);
+            }
+            std::lock_guard lock(barMutex);
+            bar.advance();
+            return result;
+        },
+        [&](int, bool result) { success = success && result; });
+    bar.finish();
+    return finishRun(success, successText, failureText);
+}
+
+QList<qint64> selectedPages(const QString &expression, const QString &input, const char *done)
+{
+    const qint64 count = PDFTools::GetPDFNumberOfPages(input);
+    const QList<qint64> pages = Naming::GenerateArrayOfPages(expression, count);
+    if (pages.isEmpty()) {
+        qCWarning(lcCli).noquote().nospace()
+            << "no page of \"" << expression << "\" lies in " << input << " (" << count
+            << " pages): every page is " << done;
+    }
+    return pages;
 }
 
 int finishRun(bool success, const QString &successText, const QString &failureText)

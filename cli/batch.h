@@ -7,6 +7,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <functional>
 #include <optional>
 
 // What the batch subcommands share: their options, the load test of their inputs, the overwrite
@@ -96,6 +97,25 @@ bool writesOutput(Naming::OverwriteDecision decision,
                   const QString &output,
                   const QStringList &inputs,
                   bool &result);
+
+// Crop and watermark: one new document per input, named from the template in the folder. The
+// folder is checked and every output planned (the overwrite pass) before anything is written;
+// then write(input, output) makes each output that is to be written, never over one of the
+// inputs. Documents that write the same file go one after the other, so the last one listed
+// wins whatever the number of jobs. Ends with the completion message; returns the exit status.
+int runOnePerDocument(
+    const QString &tool,
+    const Inputs &inputs,
+    const QString &nameTemplate,
+    const QString &folder,
+    const BatchOptions &options,
+    const QString &successText,
+    const QString &failureText,
+    const std::function<bool(const QString &input, const QString &output)> &write);
+
+// The pages of a document that an interval expression selects. When it selects none, every
+// page is processed, which is said on stderr ("every page is " + done).
+QList<qint64> selectedPages(const QString &expression, const QString &input, const char *done);
 
 // The run's completion message as the last line of stdout, and its exit status.
 int finishRun(bool success, const QString &successText, const QString &failureText);

@@ -2,18 +2,13 @@
 #include "commands.h"
 #include "console.h"
 #include "engine/pdftools.h"
-#include "naming/intervals.h"
-#include "naming/outputnames.h"
 #include "preview/imagetools.h"
 
 #include <QDir>
 #include <QFileInfo>
-#include <QSet>
 
 #include <array>
 #include <cmath>
-#include <mutex>
-#include <vector>
 
 namespace Cli {
 
@@ -141,60 +136,20 @@ int cropCommand(const QStringList &args)
     }
     const Inputs inputs = collectInputs(parser.positionalArguments());
 
-    const QString successText = QStringLiteral("PDF document(s) cropped successfully.");
-    const QString failureText = QStringLiteral("Could not crop PDF document(s).");
-    if (!QFileInfo(folder).isDir()) {
-        printError(QStringLiteral("crop: the output folder %1 does not exist").arg(folder));
-        return finishRun(false, successText, failureText);
-    }
-
-    // Every output and what to do about it, before anything is written.
-    OverwritePlanner planner(options.overwrite);
-    QStringList outputs;
-    std::vector<Naming::OverwriteDecision> decisions;
-    QSet<QString> planned;
-    bool shared = false;
-    for (const QString &input : inputs.paths) {
-        const QString output = Naming::OutputPathForDocument(nameTemplate, folder, input);
-        shared = shared || planned.contains(output);
-        planned.insert(output);
-        outputs << output;
-        decisions.push_back(planner.decide(output));
-    }
-
-    // Documents that write the same file go one after the other, so the last one listed wins
-    // whatever the number of jobs.
-    ProgressBar bar(QStringLiteral("crop"), inputs.paths.size(), options.quiet);
-    std::mutex barMutex;
-    bool success = !inputs.anyRejected;
-    runInOrder(
-        int(inputs.paths.size()),
-        shared ? 1 : options.jobs,
-        [&](int i) {
-            const QString &input = inputs.paths[i];
-            const QString &output = outputs[i];
-            bool result = true;
-            if (writesOutput(decisions[size_t(i)], output, inputs.paths, result)) {
-                QList<qint64> pages;
-                if (pageSelection) {
-                    const qint64 count = PDFTools::GetPDFNumberOfPages(input);
-                    pages = Naming::GenerateArrayOfPages(expression, count);
-                    if (pages.isEmpty()) {
-                        qCWarning(lcCli).noquote().nospace()
-                            << "no page of \"" << expression << "\" lies in " << input << " ("
-                            << count << " pages): every page is cropped";
-                    }
-                }
-                result = PDFTools::CropPDF(
-                    input, pages, output, rect.x, rect.y, rect.width, rect.height, percents);
-            }
-            std::lock_guard lock(barMutex);
-            bar.advance();
-            return result;
-        },
-        [&](int, bool result) { success = success && result; });
-    bar.finish();
-    return finishRun(success, successText, failureText);
+    return runOnePerDocument(
+        QStringLiteral("crop"),
+        inputs,
+        nameTemplate,
+        folder,
+        options,
+        QStringLiteral("PDF document(s) cropped successfully."),
+        QStringLiteral("Could not crop PDF document(s)."),
+        [&](const QString &input, const QString &output) {
+            const QList<qint64> pages
+                = pageSelection ? selectedPages(expression, input, "cropped") : QList<qint64>();
+            return PDFTools::CropPDF(
+                input, pages, output, rect.x, rect.y, rect.width, rect.height, percents);
+        });
 }
 
 } // namespace Cli

@@ -2,21 +2,16 @@
 #include "commands.h"
 #include "console.h"
 #include "engine/pdftools.h"
-#include "naming/intervals.h"
-#include "naming/outputnames.h"
 #include "preview/fontlist.h"
 #include "preview/imagetools.h"
 
 #include <QColor>
 #include <QDir>
 #include <QFileInfo>
-#include <QHash>
 #include <QImageReader>
 #include <QRegularExpression>
 
 #include <cmath>
-#include <mutex>
-#include <vector>
 
 namespace Cli {
 
@@ -276,62 +271,21 @@ int watermarkCommand(const QStringList &args)
     }();
     const WatermarkSettings settings = engineSettings(window);
 
-    const QString successText = QStringLiteral("PDF document(s) watermarked successfully.");
-    const QString failureText = QStringLiteral("Could not watermark PDF document(s).");
-    if (!QFileInfo(folder).isDir()) {
-        printError(QStringLiteral("watermark: the output folder %1 does not exist").arg(folder));
-        return finishRun(false, successText, failureText);
-    }
-
-    // Every output and what to do about files that exist already, before anything is written.
-    OverwritePlanner planner(options.overwrite);
-    QStringList outputs;
-    std::vector<Naming::OverwriteDecision> decisions;
-    QHash<QString, qsizetype> writerOf;
-    bool shared = false;
-    for (qsizetype i = 0; i < inputs.paths.size(); ++i) {
-        const QString path
-            = Naming::OutputPathForDocument(window.nameTemplate, folder, inputs.paths[i]);
-        outputs << path;
-        decisions.push_back(planner.decide(path));
-        shared = shared || writerOf.contains(path);
-        writerOf.insert(path, i);
-    }
-
-    // Documents that write the same file go one after the other, so the last one listed wins
-    // whatever the number of jobs.
-    const int jobs = shared ? 1 : options.jobs;
-    ProgressBar bar(QStringLiteral("watermark"), inputs.paths.size(), options.quiet);
-    std::mutex barMutex;
-    bool success = !inputs.anyRejected;
-    runInOrder(
-        int(inputs.paths.size()),
-        jobs,
-        [&](int i) {
-            bool result = true;
-            const QString &output = outputs[i];
-            if (decisions[size_t(i)] == Naming::OverwriteDecision::Skip) {
-                // left as it is
-            } else if (Naming::OverwritesInput(output, inputs.paths)) {
-                qCWarning(lcCli).noquote().nospace()
-                    << output << " is one of the input documents: not written";
-                result = false;
-            } else {
-                WatermarkSettings document = settings;
-                // An expression that selects no page of the document stamps every page.
-                if (window.pagesEnabled) {
-                    document.pages = Naming::GenerateArrayOfPages(
-                        window.pages, PDFTools::GetPDFNumberOfPages(inputs.paths[i]));
-                }
-                result = PDFTools::WatermarkPDF(inputs.paths[i], document, output);
-            }
-            std::lock_guard lock(barMutex);
-            bar.advance();
-            return result;
-        },
-        [&](int, bool result) { success = success && result; });
-    bar.finish();
-    return finishRun(success, successText, failureText);
+    return runOnePerDocument(QStringLiteral("watermark"),
+                             inputs,
+                             window.nameTemplate,
+                             folder,
+                             options,
+                             QStringLiteral("PDF document(s) watermarked successfully."),
+                             QStringLiteral("Could not watermark PDF document(s)."),
+                             [&](const QString &input, const QString &output) {
+                                 WatermarkSettings document = settings;
+                                 if (window.pagesEnabled) {
+                                     document.pages
+                                         = selectedPages(window.pages, input, "watermarked");
+                                 }
+                                 return PDFTools::WatermarkPDF(input, document, output);
+                             });
 }
 
 } // namespace Cli

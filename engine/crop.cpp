@@ -29,15 +29,6 @@ using namespace Engine;
 
 namespace {
 
-const QRectF Letter(0, 0, 612, 792);
-
-QRectF rectangleOf(QPDFObjectHandle box)
-{
-    const auto r = box.getArrayAsRectangle();
-    return QRectF(QPointF(std::min(r.llx, r.urx), std::min(r.lly, r.ury)),
-                  QPointF(std::max(r.llx, r.urx), std::max(r.lly, r.ury)));
-}
-
 // A number as a PDF real: six decimals at most, trailing zeros dropped. (qpdf formats reals
 // through a string stream, which costs more than the rest of cropping a page.)
 QPDFObjectHandle realOf(double value)
@@ -59,31 +50,6 @@ QPDFObjectHandle boxOf(const QRectF &r)
 {
     return QPDFObjectHandle::newArray(
         {realOf(r.left()), realOf(r.top()), realOf(r.right()), realOf(r.bottom())});
-}
-
-// The page's boxes and rotation as viewers read them: inherited from the page tree where the
-// page has none, a missing or empty media box taken as US letter, an empty crop box ignored.
-PageGeometry geometryOf(QPDFPageObjectHelper page)
-{
-    PageGeometry geometry;
-    auto media = page.getAttribute("/MediaBox", false);
-    geometry.mediaBox = media.isRectangle() ? rectangleOf(media) : Letter;
-    if (geometry.mediaBox.isEmpty()) {
-        geometry.mediaBox = Letter;
-    }
-    geometry.visibleBox = geometry.mediaBox;
-    auto crop = page.getAttribute("/CropBox", false);
-    if (crop.isRectangle() && !rectangleOf(crop).isEmpty()) {
-        geometry.visibleBox = rectangleOf(crop).intersected(geometry.mediaBox);
-    }
-    auto rotate = page.getAttribute("/Rotate", false);
-    if (rotate.isNumber() && std::isfinite(rotate.getNumericValue())
-        && std::fabs(rotate.getNumericValue()) < 1e9) {
-        // Whole quarter turns; a value between them counts as the one below it.
-        const int quarters = (int(rotate.getNumericValue()) / 90) % 4;
-        geometry.rotation = (quarters < 0 ? quarters + 4 : quarters) * 90;
-    }
-    return geometry;
 }
 
 // The page with the 0-based index, found by descending the page tree by the counts its nodes

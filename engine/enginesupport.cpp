@@ -119,6 +119,37 @@ PDFVersion versionOf(QPDF &pdf)
     return PDFVersion(major, minor, pdf.getExtensionLevel());
 }
 
+QRectF rectangleOf(QPDFObjectHandle box)
+{
+    const auto r = box.getArrayAsRectangle();
+    return QRectF(QPointF(std::min(r.llx, r.urx), std::min(r.lly, r.ury)),
+                  QPointF(std::max(r.llx, r.urx), std::max(r.lly, r.ury)));
+}
+
+PageGeometry geometryOf(QPDFPageObjectHelper page)
+{
+    const QRectF letter(0, 0, 612, 792);
+    PageGeometry geometry;
+    auto media = page.getAttribute("/MediaBox", false);
+    geometry.mediaBox = media.isRectangle() ? rectangleOf(media) : letter;
+    if (geometry.mediaBox.isEmpty()) {
+        geometry.mediaBox = letter;
+    }
+    geometry.visibleBox = geometry.mediaBox;
+    auto crop = page.getAttribute("/CropBox", false);
+    if (crop.isRectangle() && !rectangleOf(crop).isEmpty()) {
+        geometry.visibleBox = rectangleOf(crop).intersected(geometry.mediaBox);
+    }
+    auto rotate = page.getAttribute("/Rotate", false);
+    if (rotate.isNumber() && std::isfinite(rotate.getNumericValue())
+        && std::fabs(rotate.getNumericValue()) < 1e9) {
+        // Whole quarter turns; a value between them counts as the one below it.
+        const int quarters = (int(rotate.getNumericValue()) / 90) % 4;
+        geometry.rotation = (quarters < 0 ? quarters + 4 : quarters) * 90;
+    }
+    return geometry;
+}
+
 void logWarnings(QPDF &pdf, const QString &path)
 {
     if (!pdf.anyWarnings() || !lcEngine().isInfoEnabled()) {

@@ -3,7 +3,10 @@
 // Engine-internal helpers around qpdf: opening documents, writing outputs safely, and keeping
 // qpdf's exceptions inside the engine. Only engine/ includes this header.
 
+#include "pdftools.h"
+
 #include <QLoggingCategory>
+#include <QRectF>
 #include <QString>
 #include <QStringList>
 
@@ -11,6 +14,7 @@
 #include <qpdf/PDFVersion.hh>
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFObjectHandle.hh>
+#include <qpdf/QPDFPageObjectHelper.hh>
 
 #include <cstdio>
 #include <memory>
@@ -65,6 +69,14 @@ QPDFObjectHandle firstPage(QPDF &pdf);
 // The document's PDF version. (qpdf's own getVersionAsPDFVersion compiles a regular expression
 // on every call, which costs more than copying a small document's pages.)
 PDFVersion versionOf(QPDF &pdf);
+
+// A box as a rectangle in user space (x, y at its lower-left corner), whichever corners the
+// array gives first.
+QRectF rectangleOf(QPDFObjectHandle box);
+
+// The page's boxes and rotation as viewers read them: inherited from the page tree where the
+// page has none, a missing or empty media box taken as US letter, an empty crop box ignored.
+PageGeometry geometryOf(QPDFPageObjectHelper page);
 
 // qpdf's warnings for the document (repairs and the like) go to the log at info level.
 void logWarnings(QPDF &pdf, const QString &path);

@@ -40,6 +40,11 @@ QSizeF PageGeometry::displayedSize() const
     return shown(mediaBox.size(), rotation);
 }
 
+QSizeF PageGeometry::visibleSize() const
+{
+    return shown(visibleBox.size(), rotation);
+}
+
 QRectF PageGeometry::percentToPoints(double x, double y, double width, double height) const
 {
     const QSizeF size = displayedSize();

@@ -57,6 +57,8 @@ struct PageGeometry
 
     // The media box's width and height as shown (swapped for 90 and 270).
     QSizeF displayedSize() const;
+    // The visible box's width and height as shown.
+    QSizeF visibleSize() const;
     // Percentages of the shown page to points, each product in single precision: x and width
     // of the shown width, y and height of the shown height.
     QRectF percentToPoints(double x, double y, double width, double height) const;

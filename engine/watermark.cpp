@@ -11,6 +11,7 @@
 #include "watermarklayers.h"
 
 #include <QPainter>
+#include <QTransform>
 
 #include <qpdf/QPDFPageObjectHelper.hh>
 
@@ -23,83 +24,24 @@ using WatermarkDrawing::CanvasScale;
 
 namespace {
 
-// The page as a viewer shows it: the visible box (crop box within the media box) and the
-// quarter turns of /Rotate.
-struct PageView
+// The canvas of a page: 4 pixels per point of the page as shown, whole pixels as the preview's
+// page image has them.
+QSize canvasOf(const PageGeometry &page)
 {
-    double llx = 0;
-    double lly = 0;
-    double urx = 612;
-    double ury = 792;
-    int rotate = 0; // 0, 90, 180 or 270
-
-    double width() const { return rotate % 180 ? ury - lly : urx - llx; }
-    double height() const { return rotate % 180 ? urx - llx : ury - lly; }
-
-    // The canvas: 4 pixels per point of the displayed page, whole pixels as the preview's page
-    // image has them.
-    QSize canvas() const
-    {
-        const auto pixels = [](double points) {
-            return int(std::clamp(std::floor(points * CanvasScale + 1e-6), 1.0, double(1 << 20)));
-        };
-        return QSize(pixels(width()), pixels(height()));
-    }
-
-    // The matrix from the displayed page (origin at its lower-left corner, upright) to the
-    // page's user space.
-    std::string toUser() const;
-
-    static PageView of(QPDFPageObjectHelper &page);
-};
-
-std::optional<QPDFObjectHandle::Rectangle> boxOf(QPDFObjectHandle box)
-{
-    if (!box.isRectangle()) {
-        return std::nullopt;
-    }
-    auto r = box.getArrayAsRectangle();
-    if (r.llx > r.urx) {
-        std::swap(r.llx, r.urx);
-    }
-    if (r.lly > r.ury) {
-        std::swap(r.lly, r.ury);
-    }
-    if (!(r.urx - r.llx > 0) || !(r.ury - r.lly > 0)) {
-        return std::nullopt;
-    }
-    return r;
+    const auto pixels = [](double points) {
+        return int(std::clamp(std::floor(points * CanvasScale + 1e-6), 1.0, double(1 << 20)));
+    };
+    const QSizeF shown = page.visibleSize();
+    return QSize(pixels(shown.width()), pixels(shown.height()));
 }
 
-PageView PageView::of(QPDFPageObjectHelper &page)
+// From canvas pixels to the page's user space: the whole canvas stretched over the page as
+// shown, upright whatever the page's rotation.
+QTransform canvasToUser(const PageGeometry &page, QSize canvas)
 {
-    PageView view;
-    // A page without a usable media box is shown as US letter, as viewers do.
-    if (const auto media = boxOf(page.getMediaBox())) {
-        view.llx = media->llx;
-        view.lly = media->lly;
-        view.urx = media->urx;
-        view.ury = media->ury;
-        // Viewers show the crop box, within the media box.
-        if (const auto crop = boxOf(page.getAttribute("/CropBox", false))) {
-            const double llx = std::max(view.llx, crop->llx);
-            const double lly = std::max(view.lly, crop->lly);
-            const double urx = std::min(view.urx, crop->urx);
-            const double ury = std::min(view.ury, crop->ury);
-            if (urx > llx && ury > lly) {
-                view.llx = llx;
-                view.lly = lly;
-                view.urx = urx;
-                view.ury = ury;
-            }
-        }
-    }
-    auto rotate = page.getAttribute("/Rotate", false);
-    if (rotate.isInteger()) {
-        const long long turns = ((rotate.getIntValue() % 360) + 360) % 360;
-        view.rotate = turns % 90 == 0 ? int(turns) : 0; // viewers ignore other angles
-    }
-    return view;
+    const QSizeF shown = page.visibleSize();
+    return QTransform::fromScale(shown.width() / canvas.width(), shown.height() / canvas.height())
+           * page.userToImage(1).inverted();
 }
 
 std::string number(double value)
@@ -117,22 +59,13 @@ std::string number(double value)
     return text.toStdString();
 }
 
-std::string PageView::toUser() const
+// The matrix that draws an image (its unit square) over the rectangle of canvas pixels.
+std::string placement(const QRect &r, const QTransform &toUser)
 {
-    const auto matrix = [](double a, double b, double c, double d, double e, double f) {
-        return number(a) + ' ' + number(b) + ' ' + number(c) + ' ' + number(d) + ' ' + number(e)
-               + ' ' + number(f);
-    };
-    switch (rotate) {
-    case 90:
-        return matrix(0, 1, -1, 0, urx, lly);
-    case 180:
-        return matrix(-1, 0, 0, -1, urx, ury);
-    case 270:
-        return matrix(0, -1, 1, 0, llx, ury);
-    default:
-        return matrix(1, 0, 0, 1, llx, lly);
-    }
+    const QTransform m
+        = QTransform(r.width(), 0, 0, -r.height(), r.x(), r.y() + r.height()) * toUser;
+    return number(m.m11()) + ' ' + number(m.m12()) + ' ' + number(m.m21()) + ' ' + number(m.m22())
+           + ' ' + number(m.dx()) + ' ' + number(m.dy());
 }
 
 QImage wholeCanvas(QSize size, const WatermarkSettings &settings, const PictureFile &picture)
@@ -272,24 +205,19 @@ std::vector<std::string> Stamper::useStamp(QPDFPageObjectHelper &page, const Sta
 
 void Stamper::stamp(QPDFPageObjectHelper page)
 {
-    const PageView view = PageView::of(page);
-    const QSize canvas = view.canvas();
+    const PageGeometry geometry = geometryOf(page);
+    const QSize canvas = canvasOf(geometry);
     const Stamp &stamp = stampFor(canvas);
     if (stamp.parts.empty()) {
         return; // nothing shows on this page
     }
     const std::vector<std::string> names = useStamp(page, stamp);
-    // Where the whole canvas, stretched over the displayed page, puts each part's pixels.
-    const double sx = view.width() / canvas.width();
-    const double sy = view.height() / canvas.height();
-    std::string drawing = "\nQ\nq " + view.toUser() + " cm\n";
+    // Where the whole canvas, stretched over the page as shown, puts each part's pixels.
+    const QTransform toUser = canvasToUser(geometry, canvas);
+    std::string drawing = "\nQ\n";
     for (size_t i = 0; i < stamp.parts.size(); ++i) {
-        const QRect &r = stamp.parts[i].rect;
-        drawing += "q " + number(r.width() * sx) + " 0 0 " + number(r.height() * sy) + ' '
-                   + number(r.x() * sx) + ' ' + number((canvas.height() - r.y() - r.height()) * sy)
-                   + " cm " + names[i] + " Do Q\n";
+        drawing += "q " + placement(stamp.parts[i].rect, toUser) + " cm " + names[i] + " Do Q\n";
     }
-    drawing += "Q\n";
     auto &content = m_drawings[drawing];
     if (!content.isInitialized()) {
         content = stream(drawing);
