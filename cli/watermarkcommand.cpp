@@ -256,6 +256,9 @@ int watermarkCommand(const QStringList &args)
     if (parser.isSet(option("preview"))) {
         return writePreview(parser, engineSettings(window));
     }
+    if (parser.isSet(QStringLiteral("o"))) {
+        throw UsageError{QStringLiteral("-o goes with --preview; a run writes into -d DIR")};
+    }
     if (window.folder.isEmpty()) {
         throw UsageError{QStringLiteral("the output folder is missing (-d DIR)")};
     }

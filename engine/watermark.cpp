@@ -6,6 +6,7 @@
 // that draws the image, so everything else about them (and the document) stays as it was.
 
 #include "enginesupport.h"
+#include "incrementalupdate.h"
 #include "pdftools.h"
 #include "preview/watermarkdrawing.h"
 #include "watermarklayers.h"
@@ -93,7 +94,10 @@ public:
         , m_layers(std::move(layers))
     {}
 
-    void stamp(QPDFPageObjectHelper page);
+    // Stamps the page; false when nothing shows on pages of its size, which stay as they are.
+    bool stamp(QPDFPageObjectHelper page);
+    // The objects made for the stamps.
+    const std::vector<QPDFObjectHandle> &added() const { return m_added; }
 
 private:
     // One embedded image and where it goes on the canvas.
@@ -126,11 +130,13 @@ private:
         m_resources;
     std::map<std::string, QPDFObjectHandle> m_drawings; // content streams by their text
     QPDFObjectHandle m_save;
+    std::vector<QPDFObjectHandle> m_added;
 };
 
 QPDFObjectHandle Stamper::stream(const std::string &data)
 {
-    return QPDFObjectHandle::newStream(&m_pdf, data);
+    m_added.push_back(QPDFObjectHandle::newStream(&m_pdf, data));
+    return m_added.back();
 }
 
 QPDFObjectHandle Stamper::imageObject(const WatermarkLayers::Image &image)
@@ -197,19 +203,20 @@ std::vector<std::string> Stamper::useStamp(QPDFPageObjectHelper &page, const Sta
     }
     if (shared) {
         copy = m_pdf.makeIndirectObject(copy);
+        m_added.push_back(copy);
         m_resources.emplace(key, std::make_pair(copy, names));
     }
     page.getObjectHandle().replaceKey("/Resources", copy);
     return names;
 }
 
-void Stamper::stamp(QPDFPageObjectHelper page)
+bool Stamper::stamp(QPDFPageObjectHelper page)
 {
     const PageGeometry geometry = geometryOf(page);
     const QSize canvas = canvasOf(geometry);
     const Stamp &stamp = stampFor(canvas);
     if (stamp.parts.empty()) {
-        return; // nothing shows on this page
+        return false;
     }
     const std::vector<std::string> names = useStamp(page, stamp);
     // Where the whole canvas, stretched over the page as shown, puts each part's pixels.
@@ -227,6 +234,7 @@ void Stamper::stamp(QPDFPageObjectHelper page)
     }
     page.addPageContents(m_save, true);
     page.addPageContents(content, false);
+    return true;
 }
 
 } // namespace
@@ -285,7 +293,6 @@ bool PDFTools::WatermarkPDF(const QString &path,
                             const WatermarkSettings &settings,
                             const QString &outputPath)
 {
-    bool result = true;
     // The layers are drawn while the document is read, on a US-letter canvas: a layer that lies
     // wholly on it (one at a corner, say) has the same pixels on pages of any size.
     auto drawn = std::async(std::launch::async, [&settings] {
@@ -293,20 +300,17 @@ bool PDFTools::WatermarkPDF(const QString &path,
         layers->layersOn(QSize(612 * 4, 792 * 4));
         return layers;
     });
+    UpdatableDocument source(path);
+    if (!source.pdf()) {
+        // The output holds no pages, as the copy of a document that does not open.
+        qCWarning(lcEngine).noquote().nospace() << "Cannot open " << path;
+        writeDocumentWithoutPages(outputPath);
+        return false;
+    }
+    QPDF &pdf = *source.pdf();
+    bool result = true;
     const bool written = guarded("Cannot watermark", path, [&] {
-        auto source = openDocument(path);
-        if (!source.pdf) {
-            // The source does not open: the output holds no pages.
-            qCWarning(lcEngine).noquote().nospace() << "Cannot open " << path;
-            QPDF out;
-            out.setSuppressWarnings(true);
-            out.emptyPDF();
-            writeDocument(out, outputPath, {});
-            result = false;
-            return;
-        }
-        QPDF &pdf = *source.pdf;
-        auto pages = source.pages(); // qpdf's handles have no const accessors
+        auto pages = pdf.getAllPages(); // qpdf's handles have no const accessors
         if (pages.empty()) {
             qCWarning(lcEngine).noquote().nospace() << path << " has no pages to watermark";
             result = false;
@@ -321,12 +325,15 @@ bool PDFTools::WatermarkPDF(const QString &path,
             }
         }
         Stamper stamper(pdf, drawn.get());
+        std::vector<QPDFObjectHandle> stamped;
         for (size_t i = 0; i < pages.size(); ++i) {
             if (!selected[i]) {
                 continue;
             }
             try {
-                stamper.stamp(QPDFPageObjectHelper(pages[i]));
+                if (stamper.stamp(QPDFPageObjectHelper(pages[i]))) {
+                    stamped.push_back(pages[i]);
+                }
             } catch (const std::exception &e) {
                 // The page stays as it was; the run reports the document as not watermarked.
                 qCWarning(lcEngine).noquote().nospace()
@@ -335,7 +342,8 @@ bool PDFTools::WatermarkPDF(const QString &path,
                 result = false;
             }
         }
-        if (!writeDocument(pdf, outputPath, {PDFVersion(1, 4)})) {
+        // Soft masks came with PDF 1.4.
+        if (!source.write(stamped, stamper.added(), outputPath, PDFVersion(1, 4))) {
             result = false;
         }
     });

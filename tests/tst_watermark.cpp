@@ -216,6 +216,8 @@ private slots:
     void selectedPages_data();
     void selectedPages();
     void oneImagePerLook();
+    void updateOrWhole_data();
+    void updateOrWhole();
     void failures();
     void pictureReplacedBetweenDocuments();
 
@@ -734,6 +736,45 @@ void TestWatermark::oneImagePerLook()
     QCOMPARE(TestPdf::read(centre).imageObjects, 3);
     // Small: a few kilobytes beyond the input for thirty pages.
     QVERIFY(QFileInfo(corner).size() < QFileInfo(input).size() + 30000);
+}
+
+void TestWatermark::updateOrWhole_data()
+{
+    QTest::addColumn<QString>("version");
+    QTest::addColumn<bool>("encrypted");
+    QTest::addColumn<bool>("updated"); // the output starts with the source's bytes
+    QTest::addColumn<QString>("written");
+    QTest::newRow("1.4: an update") << "1.4" << false << true << "1.4";
+    QTest::newRow("1.7: an update") << "1.7" << false << true << "1.7";
+    // Soft masks need 1.4, which an update cannot declare.
+    QTest::newRow("1.3: whole, as 1.4") << "1.3" << false << false << "1.4";
+    QTest::newRow("encrypted: whole") << "1.7" << true << false << "1.7";
+}
+
+void TestWatermark::updateOrWhole()
+{
+    QFETCH(QString, version);
+    QFETCH(bool, encrypted);
+    QFETCH(bool, updated);
+    QFETCH(QString, written);
+    TestPdf::Document document = TestPdf::pages(2);
+    document.version = version;
+    document.encrypt = encrypted;
+    const QString input = path(QStringLiteral("in.pdf"));
+    const QString output = path(QStringLiteral("out.pdf"));
+    TestPdf::write(input, document);
+    QVERIFY(PDFTools::WatermarkPDF(input, textOnly(QStringLiteral("Draft"), 0), output));
+    const auto bytes = [](const QString &file) {
+        QFile f(file);
+        return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+    };
+    QCOMPARE(bytes(output).startsWith(bytes(input)), updated);
+    const auto read = TestPdf::read(output);
+    QVERIFY(read.clean);
+    QCOMPARE(read.version, written);
+    QCOMPARE(read.markers(), (QStringList{QStringLiteral("p1"), QStringLiteral("p2")}));
+    QCOMPARE(read.pages[1].images.size(), 1);
+    QCOMPARE(read.imageObjects, 1);
 }
 
 void TestWatermark::failures()
