@@ -19,6 +19,7 @@
 #include <cmath>
 #include <future>
 #include <map>
+#include <tuple>
 
 using namespace Engine;
 using WatermarkDrawing::CanvasScale;
@@ -128,7 +129,10 @@ private:
     // Resource dictionaries shared by several pages get one copy per stamp, shared again.
     std::map<std::pair<QPDFObjGen, int>, std::pair<QPDFObjectHandle, std::vector<std::string>>>
         m_resources;
-    std::map<std::string, QPDFObjectHandle> m_drawings; // content streams by their text
+    // The content stream that draws the stamp, by the page's visible box, rotation and the
+    // stamp's names among its resources.
+    std::map<std::tuple<double, double, double, double, int, std::string>, QPDFObjectHandle>
+        m_drawings;
     QPDFObjectHandle m_save;
     std::vector<QPDFObjectHandle> m_added;
 };
@@ -219,14 +223,21 @@ bool Stamper::stamp(QPDFPageObjectHelper page)
         return false;
     }
     const std::vector<std::string> names = useStamp(page, stamp);
-    // Where the whole canvas, stretched over the page as shown, puts each part's pixels.
-    const QTransform toUser = canvasToUser(geometry, canvas);
-    std::string drawing = "\nQ\n";
-    for (size_t i = 0; i < stamp.parts.size(); ++i) {
-        drawing += "q " + placement(stamp.parts[i].rect, toUser) + " cm " + names[i] + " Do Q\n";
+    const QRectF &box = geometry.visibleBox;
+    std::string key;
+    for (const std::string &name : names) {
+        key += name;
     }
-    auto &content = m_drawings[drawing];
+    auto &content = m_drawings[std::make_tuple(
+        box.left(), box.top(), box.right(), box.bottom(), geometry.rotation, std::move(key))];
     if (!content.isInitialized()) {
+        // Where the whole canvas, stretched over the page as shown, puts each part's pixels.
+        const QTransform toUser = canvasToUser(geometry, canvas);
+        std::string drawing = "\nQ\n";
+        for (size_t i = 0; i < stamp.parts.size(); ++i) {
+            drawing
+                += "q " + placement(stamp.parts[i].rect, toUser) + " cm " + names[i] + " Do Q\n";
+        }
         content = stream(drawing);
     }
     if (!m_save.isInitialized()) {

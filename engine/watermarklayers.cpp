@@ -57,28 +57,30 @@ QRect visibleRect(const QImage &image)
     return bottom < 0 ? QRect() : QRect(QPoint(left, top), QPoint(right, bottom));
 }
 
+// image: premultiplied ARGB32. The colour goes into the PDF not premultiplied: the soft mask
+// applies the alpha.
 std::shared_ptr<const WatermarkLayers::Image> prepare(const QImage &image)
 {
-    const QImage rgba = image.convertToFormat(QImage::Format_RGBA8888); // not premultiplied
-    const qsizetype pixels = qsizetype(rgba.width()) * rgba.height();
+    const qsizetype pixels = qsizetype(image.width()) * image.height();
     QByteArray colour(pixels * 3, Qt::Uninitialized);
     QByteArray alpha(pixels, Qt::Uninitialized);
     char *c = colour.data();
     char *a = alpha.data();
     bool opaque = true;
-    for (int y = 0; y < rgba.height(); ++y) {
-        const uchar *p = rgba.constScanLine(y);
-        for (int x = 0; x < rgba.width(); ++x, p += 4) {
-            *c++ = char(p[0]);
-            *c++ = char(p[1]);
-            *c++ = char(p[2]);
-            *a++ = char(p[3]);
-            opaque = opaque && p[3] == 255;
+    for (int y = 0; y < image.height(); ++y) {
+        const auto *line = reinterpret_cast<const QRgb *>(image.constScanLine(y));
+        for (int x = 0; x < image.width(); ++x) {
+            const QRgb pixel = qUnpremultiply(line[x]);
+            *c++ = char(qRed(pixel));
+            *c++ = char(qGreen(pixel));
+            *c++ = char(qBlue(pixel));
+            *a++ = char(qAlpha(pixel));
+            opaque = opaque && qAlpha(pixel) == 255;
         }
     }
     auto prepared = std::make_shared<WatermarkLayers::Image>();
-    prepared->width = rgba.width();
-    prepared->height = rgba.height();
+    prepared->width = image.width();
+    prepared->height = image.height();
     prepared->colour = deflated(colour);
     if (!opaque) {
         prepared->alpha = deflated(alpha);
