@@ -23,21 +23,11 @@ using namespace Engine;
 
 namespace {
 
-// A number as a PDF real: six decimals at most, trailing zeros dropped. (qpdf formats reals
-// through a string stream, which costs more than the rest of cropping a page.)
+// A number as a PDF real, six decimals at most. (qpdf formats reals through a string stream,
+// which costs more than the rest of cropping a page.)
 QPDFObjectHandle realOf(double value)
 {
-    QByteArray text = QByteArray::number(value, 'f', 6);
-    while (text.endsWith('0')) {
-        text.chop(1);
-    }
-    if (text.endsWith('.')) {
-        text.chop(1);
-    }
-    if (text == "-0" || text.isEmpty()) {
-        text = "0";
-    }
-    return QPDFObjectHandle::newReal(text.toStdString());
+    return QPDFObjectHandle::newReal(pdfNumber(value, 6));
 }
 
 QPDFObjectHandle boxOf(const QRectF &r)

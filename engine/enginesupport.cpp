@@ -119,6 +119,23 @@ PDFVersion versionOf(QPDF &pdf)
     return PDFVersion(major, minor, pdf.getExtensionLevel());
 }
 
+std::string pdfNumber(double value, int decimals)
+{
+    QByteArray text = QByteArray::number(value, 'f', decimals);
+    if (text.contains('.')) {
+        while (text.endsWith('0')) {
+            text.chop(1);
+        }
+        if (text.endsWith('.')) {
+            text.chop(1);
+        }
+    }
+    if (text == "-0" || text.isEmpty()) {
+        text = "0";
+    }
+    return text.toStdString();
+}
+
 QRectF rectangleOf(QPDFObjectHandle box)
 {
     const auto r = box.getArrayAsRectangle();

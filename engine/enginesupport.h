@@ -70,6 +70,9 @@ QPDFObjectHandle firstPage(QPDF &pdf);
 // on every call, which costs more than copying a small document's pages.)
 PDFVersion versionOf(QPDF &pdf);
 
+// A number as PDF writes it: at most the given decimals, trailing zeros dropped, never "-0".
+std::string pdfNumber(double value, int decimals);
+
 // A box as a rectangle in user space (x, y at its lower-left corner), whichever corners the
 // array gives first.
 QRectF rectangleOf(QPDFObjectHandle box);

@@ -48,17 +48,7 @@ QTransform canvasToUser(const PageGeometry &page, QSize canvas)
 
 std::string number(double value)
 {
-    QByteArray text = QByteArray::number(value, 'f', 4);
-    while (text.endsWith('0')) {
-        text.chop(1);
-    }
-    if (text.endsWith('.')) {
-        text.chop(1);
-    }
-    if (text == "-0") {
-        text = "0";
-    }
-    return text.toStdString();
+    return pdfNumber(value, 4);
 }
 
 // The matrix that draws an image (its unit square) over the rectangle of canvas pixels.

@@ -132,18 +132,12 @@ void TestCli::helpVersionAndUsageErrors_data()
     const auto watermark = [](QStringList options) {
         return QStringList{"watermark", "-d", "."} + options + QStringList{"a.pdf"};
     };
-    QTest::newRow("watermark --help") << QStringList{"watermark", "--help"} << 0 << "--image-offset"
-                                      << "";
     QTest::newRow("unknown position") << watermark({"--text-position", "middle"}) << 2 << ""
                                       << "middle";
-    QTest::newRow("position code 5") << watermark({"--image-position", "5"}) << 2 << ""
-                                     << "--image-position";
     QTest::newRow("colour that is not one") << watermark({"--color", "#12345"}) << 2 << ""
                                             << "#12345";
     QTest::newRow("offset with one number") << watermark({"--text-offset", "10"}) << 2 << ""
                                             << "--text-offset";
-    QTest::newRow("size not a number") << watermark({"--size", "big"}) << 2 << ""
-                                       << "--size";
     QTest::newRow("watermark without folder") << QStringList{"watermark", "a.pdf"} << 2 << ""
                                               << "-d DIR";
     QTest::newRow("nothing to watermark")

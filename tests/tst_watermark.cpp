@@ -256,12 +256,7 @@ void TestWatermark::placement_data()
     QTest::newRow("center") << qint64(4) << QPointF() << std::optional(QRectF(206, 376, 200, 40));
     QTest::newRow("center moved down 100")
         << qint64(4) << QPointF(0, -100) << std::optional(QRectF(206, 276, 200, 40));
-    QTest::newRow("top right moved in")
-        << qint64(3) << QPointF(-10, -10) << std::optional(QRectF(402, 742, 200, 40));
-    QTest::newRow("pushed off the page")
-        << qint64(0) << QPointF(-300, 900) << std::optional(QRectF(-300, 900, 200, 40));
     QTest::newRow("code 5") << qint64(5) << QPointF() << std::optional<QRectF>();
-    QTest::newRow("code -1") << qint64(-1) << QPointF() << std::optional<QRectF>();
 }
 
 void TestWatermark::placement()
