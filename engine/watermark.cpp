@@ -1,9 +1,11 @@
-// The watermark. A page's watermark depends only on the page's displayed size and the settings,
-// so it is drawn once per distinct size (as the part of a 4-units-per-point canvas that shows
-// anything), embedded once as an image with a soft mask, and drawn over every selected page of
-// that size where the whole canvas, stretched over the page, would have put it. The source's
-// pages are changed in place: their content is wrapped in q/Q and followed by a small stream
-// that draws the image, so everything else about them (and the document) stays as it was.
+// The watermark. What a page gets depends only on the size of the page as shown and on the
+// settings: the picture and the text over it are drawn as the parts of a canvas of 4 pixels per
+// point that show anything (WatermarkLayers, shared by the documents of a batch), embedded once
+// each as an image with a soft mask, and drawn on every selected page where the whole canvas,
+// stretched over the page as shown, would put them. The source's pages change in place: their
+// content is wrapped in q/Q and followed by a small stream that draws the images, so everything
+// else about them and the document stays as it was, and the output is normally the source's
+// bytes followed by an incremental update.
 
 #include "enginesupport.h"
 #include "incrementalupdate.h"
@@ -46,18 +48,16 @@ QTransform canvasToUser(const PageGeometry &page, QSize canvas)
            * page.userToImage(1).inverted();
 }
 
-std::string number(double value)
-{
-    return pdfNumber(value, 4);
-}
-
 // The matrix that draws an image (its unit square) over the rectangle of canvas pixels.
 std::string placement(const QRect &r, const QTransform &toUser)
 {
     const QTransform m
         = QTransform(r.width(), 0, 0, -r.height(), r.x(), r.y() + r.height()) * toUser;
-    return number(m.m11()) + ' ' + number(m.m12()) + ' ' + number(m.m21()) + ' ' + number(m.m22())
-           + ' ' + number(m.dx()) + ' ' + number(m.dy());
+    std::string matrix;
+    for (const double value : {m.m11(), m.m12(), m.m21(), m.m22(), m.dx(), m.dy()}) {
+        matrix += (matrix.empty() ? "" : " ") + pdfNumber(value, 4);
+    }
+    return matrix;
 }
 
 QImage wholeCanvas(QSize size, const WatermarkSettings &settings, const PictureFile &picture)
