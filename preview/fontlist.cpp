@@ -8,9 +8,11 @@ namespace FontList {
 
 namespace {
 
+// Symbol faces (Dingbats, Standard Symbols) claim Latin too: their letters are pictographs.
 bool writesLatin(const QString &family)
 {
-    return QFontDatabase::writingSystems(family).contains(QFontDatabase::Latin);
+    const auto systems = QFontDatabase::writingSystems(family);
+    return systems.contains(QFontDatabase::Latin) && !systems.contains(QFontDatabase::Symbol);
 }
 
 QString firstLatinFamily(const QStringList &installed)

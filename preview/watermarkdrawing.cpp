@@ -1,5 +1,7 @@
 #include "watermarkdrawing.h"
 
+#include "fontlist.h"
+
 #include <QGlyphRun>
 #include <QPainter>
 #include <QRawFont>
@@ -156,7 +158,9 @@ CanvasFont canvasFont(const QString &family, double pointSize)
     const double pixels = std::min(pointSize * CanvasScale, 1e7);
     const int base = std::clamp(int(std::lround(pixels)), 1, MaxFontPixels);
     CanvasFont result;
-    result.font = QFont(family);
+    // A family that is not installed is drawn with the one the font list would choose for it,
+    // never with a symbol face the system's configuration may offer for the name.
+    result.font = QFont(FontList::resolveFamily(family));
     result.font.setPixelSize(base);
     // Outlines as designed: the same shapes and advances at every size and on every device.
     result.font.setHintingPreference(QFont::PreferNoHinting);

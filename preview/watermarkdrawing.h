@@ -106,7 +106,8 @@ private:
 };
 
 // The font of a family name and a size in points, in canvas pixels: pixel size (rounded) and
-// the factor that brings it to the exact size. A size of zero or less is the default 12 points.
+// the factor that brings it to the exact size. A size of zero or less is the default 12 points;
+// a family that is not installed resolves as in the font list (FontList::resolveFamily).
 struct CanvasFont
 {
     QFont font;
