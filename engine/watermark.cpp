@@ -55,7 +55,10 @@ std::string placement(const QRect &r, const QTransform &toUser)
         = QTransform(r.width(), 0, 0, -r.height(), r.x(), r.y() + r.height()) * toUser;
     std::string matrix;
     for (const double value : {m.m11(), m.m12(), m.m21(), m.m22(), m.dx(), m.dy()}) {
-        matrix += (matrix.empty() ? "" : " ") + pdfNumber(value, 4);
+        if (!matrix.empty()) {
+            matrix += ' ';
+        }
+        matrix += pdfNumber(value, 4);
     }
     return matrix;
 }
