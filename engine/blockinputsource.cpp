@@ -52,28 +52,38 @@ bool BlockInputSource::load(qpdf_offset_t offset)
     return true;
 }
 
+size_t BlockInputSource::copyOut(qpdf_offset_t offset, char *buffer, size_t length)
+{
+    const size_t total
+        = size_t(std::clamp<qpdf_offset_t>(m_size - offset, 0, qpdf_offset_t(length)));
+    size_t done = 0;
+    while (done < total) {
+        const qpdf_offset_t at = offset + qpdf_offset_t(done);
+        load(at);
+        const qpdf_offset_t inBlock = at - m_blockStart;
+        const size_t n = std::min(total - done, size_t(BlockSize - inBlock));
+        std::memcpy(buffer + done, m_block.data() + inBlock, n);
+        done += n;
+    }
+    return total;
+}
+
 size_t BlockInputSource::read(char *buffer, size_t length)
 {
     if (m_position < 0) {
         throw std::logic_error(m_name + ": read before the beginning of the file");
     }
-    if (m_position >= m_size) {
-        last_offset = m_size;
-        return 0;
-    }
-    last_offset = m_position;
-    const size_t total
-        = size_t(std::min<qpdf_offset_t>(qpdf_offset_t(length), m_size - m_position));
-    size_t done = 0;
-    while (done < total) {
-        load(m_position);
-        const qpdf_offset_t inBlock = m_position - m_blockStart;
-        const size_t n = std::min(total - done, size_t(BlockSize - inBlock));
-        std::memcpy(buffer + done, m_block.data() + inBlock, n);
-        done += n;
-        m_position += qpdf_offset_t(n);
-    }
-    return total;
+    last_offset = std::min(m_position, m_size);
+    const size_t done = copyOut(m_position, buffer, length);
+    m_position += qpdf_offset_t(done);
+    return done;
+}
+
+std::string BlockInputSource::bytesAt(qpdf_offset_t offset, size_t length)
+{
+    std::string bytes(length, '\0');
+    bytes.resize(offset < 0 ? 0 : copyOut(offset, bytes.data(), length));
+    return bytes;
 }
 
 qpdf_offset_t BlockInputSource::findAndSkipNextEOL()

@@ -26,7 +26,12 @@ public:
     size_t read(char *buffer, size_t length) override;
     void unreadCh(char) override;
 
+    // Up to length bytes at offset, fewer at the end of the file; the position stays.
+    std::string bytesAt(qpdf_offset_t offset, size_t length);
+
 private:
+    // Copies up to length bytes at offset into buffer; the count copied.
+    size_t copyOut(qpdf_offset_t offset, char *buffer, size_t length);
     // The cached block holding offset, loaded if need be; false past the end or on an error.
     bool load(qpdf_offset_t offset);
 

@@ -194,7 +194,6 @@ bool PDFTools::CropPDF(const QString &path,
     UpdatableDocument source(path);
     if (!source.pdf()) {
         // The output holds no pages, as the copy of a document that does not open.
-        qCWarning(lcEngine).noquote().nospace() << "Cannot open " << path;
         writeDocumentWithoutPages(outputPath);
         return false;
     }
@@ -220,7 +219,7 @@ bool PDFTools::CropPDF(const QString &path,
                 changed.push_back(all[i]);
             }
         }
-        result = source.write(changed, {}, outputPath, versionOf(*pdf));
+        result = source.write(changed, {}, outputPath, {versionOf(*pdf)});
     });
     return done && result;
 }

@@ -307,7 +307,6 @@ bool PDFTools::WatermarkPDF(const QString &path,
     UpdatableDocument source(path);
     if (!source.pdf()) {
         // The output holds no pages, as the copy of a document that does not open.
-        qCWarning(lcEngine).noquote().nospace() << "Cannot open " << path;
         writeDocumentWithoutPages(outputPath);
         return false;
     }
@@ -347,7 +346,7 @@ bool PDFTools::WatermarkPDF(const QString &path,
             }
         }
         // Soft masks came with PDF 1.4.
-        if (!source.write(stamped, stamper.added(), outputPath, PDFVersion(1, 4))) {
+        if (!source.write(stamped, stamper.added(), outputPath, {PDFVersion(1, 4)})) {
             result = false;
         }
     });
