@@ -1,9 +1,13 @@
 #include "blockinputsource.h"
 
+#include <qpdf/QPDFSystemError.hh>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <fcntl.h>
 #include <stdexcept>
+#include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -19,8 +23,71 @@ BlockInputSource::BlockInputSource(int fd, long long size, std::string name)
     : m_fd(fd)
     , m_size(size)
     , m_name(std::move(name))
-    , m_block(size_t(BlockSize))
 {}
+
+std::shared_ptr<BlockInputSource> BlockInputSource::open(const std::string &path, OpenFiles *group)
+{
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    struct stat info;
+    if (fd < 0 || ::fstat(fd, &info) != 0) {
+        const int error = errno;
+        if (fd >= 0) {
+            ::close(fd);
+        }
+        throw QPDFSystemError("open " + path, error);
+    }
+    auto source = std::make_shared<BlockInputSource>(fd, info.st_size, path);
+    source->m_owned = true;
+    source->m_group = group;
+    source->m_device = info.st_dev;
+    source->m_inode = info.st_ino;
+    if (group) {
+        group->opened(source.get());
+    }
+    return source;
+}
+
+BlockInputSource::~BlockInputSource()
+{
+    release();
+}
+
+void BlockInputSource::release()
+{
+    if (!m_owned) {
+        return;
+    }
+    if (m_fd >= 0) {
+        ::close(m_fd);
+        m_fd = -1;
+        if (m_group) {
+            m_group->closed(this);
+        }
+    }
+    std::vector<char>().swap(m_block);
+    m_blockStart = -1;
+}
+
+void BlockInputSource::reopen()
+{
+    const int fd = ::open(m_name.c_str(), O_RDONLY | O_CLOEXEC);
+    struct stat info;
+    if (fd < 0 || ::fstat(fd, &info) != 0) {
+        const int error = errno;
+        if (fd >= 0) {
+            ::close(fd);
+        }
+        throw QPDFSystemError("open " + m_name, error);
+    }
+    if (info.st_dev != m_device || info.st_ino != m_inode || info.st_size != m_size) {
+        ::close(fd);
+        throw std::runtime_error(m_name + ": the file was replaced while it was read");
+    }
+    m_fd = fd;
+    if (m_group) {
+        m_group->opened(this);
+    }
+}
 
 bool BlockInputSource::load(qpdf_offset_t offset)
 {
@@ -30,6 +97,12 @@ bool BlockInputSource::load(qpdf_offset_t offset)
     const qpdf_offset_t start = offset - offset % BlockSize;
     if (start == m_blockStart) {
         return true;
+    }
+    if (m_fd < 0) {
+        reopen();
+    }
+    if (m_block.empty()) {
+        m_block.resize(size_t(BlockSize));
     }
     const size_t wanted = size_t(std::min(BlockSize, m_size - start));
     size_t got = 0;
@@ -126,6 +199,24 @@ void BlockInputSource::seek(qpdf_offset_t offset, int whence)
     }
     if (m_position < 0) {
         throw std::runtime_error(m_name + ": seek before the beginning of the file");
+    }
+}
+
+void OpenFiles::opened(BlockInputSource *source)
+{
+    m_open.push_back(source);
+    while (m_open.size() > m_limit) {
+        BlockInputSource *oldest = m_open.front();
+        m_open.pop_front();
+        oldest->release();
+    }
+}
+
+void OpenFiles::closed(BlockInputSource *source)
+{
+    const auto found = std::find(m_open.begin(), m_open.end(), source);
+    if (found != m_open.end()) {
+        m_open.erase(found);
     }
 }
 

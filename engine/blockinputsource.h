@@ -4,19 +4,37 @@
 
 #include <qpdf/InputSource.hh>
 
+#include <deque>
+#include <memory>
 #include <string>
+#include <sys/types.h>
 #include <vector>
 
 namespace Engine {
 
+class OpenFiles;
+
 // Reads a file through pread in cached blocks. qpdf's stdio source seeks the file before
 // nearly every object it reads, and those system calls cost more than parsing the objects;
 // here a seek only moves a position. Reads never change the descriptor's own offset, so the
-// caller may copy from the same descriptor meanwhile. The descriptor stays the caller's.
+// caller may copy from the same descriptor meanwhile.
 class BlockInputSource final : public InputSource
 {
 public:
+    // Reads the caller's descriptor, which stays the caller's.
     BlockInputSource(int fd, long long size, std::string name);
+    // Opens the file at path (the source's own descriptor). Within a group of files, the file may
+    // be closed between reads and opened again when next read, so that a merge of thousands of
+    // documents stays within the open-file limit; a file replaced meanwhile is not read.
+    // Throws QPDFSystemError when the file cannot be opened.
+    static std::shared_ptr<BlockInputSource> open(const std::string &path,
+                                                  OpenFiles *group = nullptr);
+    ~BlockInputSource() override;
+    BlockInputSource(const BlockInputSource &) = delete;
+    BlockInputSource &operator=(const BlockInputSource &) = delete;
+
+    // Closes the source's own file and frees its block until the next read.
+    void release();
 
     qpdf_offset_t findAndSkipNextEOL() override;
     std::string const &getName() const override { return m_name; }
@@ -35,12 +53,35 @@ private:
     // The cached block holding offset, loaded if need be; false past the end or on an error.
     bool load(qpdf_offset_t offset);
 
+    // Opens the source's own file again for a read, as the same file it was.
+    void reopen();
+
     int m_fd;
+    bool m_owned = false;
+    OpenFiles *m_group = nullptr;
+    dev_t m_device = 0;
+    ino_t m_inode = 0;
     qpdf_offset_t m_size;
     std::string m_name;
     qpdf_offset_t m_position = 0;
     std::vector<char> m_block;
     qpdf_offset_t m_blockStart = -1;
+};
+
+// The sources that share a limit of open files: opening one more closes the one opened longest
+// ago (it opens again when it is next read).
+class OpenFiles
+{
+public:
+    explicit OpenFiles(size_t limit)
+        : m_limit(limit)
+    {}
+    void opened(BlockInputSource *source);
+    void closed(BlockInputSource *source);
+
+private:
+    size_t m_limit;
+    std::deque<BlockInputSource *> m_open;
 };
 
 } // namespace Engine

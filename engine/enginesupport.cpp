@@ -26,7 +26,8 @@ std::string encodePath(const QString &path)
     return QFile::encodeName(path).toStdString();
 }
 
-OpenDocument openDocument(const QString &path, OpenFailure *failure, bool readPages)
+OpenDocument
+openDocument(const QString &path, OpenFailure *failure, bool readPages, OpenFiles *group)
 {
     OpenDocument doc;
     OpenFailure reason = OpenFailure::None;
@@ -38,8 +39,7 @@ OpenDocument openDocument(const QString &path, OpenFailure *failure, bool readPa
         try {
             auto pdf = std::make_unique<QPDF>();
             pdf->setSuppressWarnings(true);
-            auto input = std::make_shared<ClosedFileInputSource>(encodePath(path).c_str());
-            input->stayOpen(true);
+            auto input = BlockInputSource::open(encodePath(path), group);
             pdf->processInputSource(input);
             if (readPages) {
                 pdf->getAllPages();

@@ -3,6 +3,7 @@
 // Engine-internal helpers around qpdf: opening documents, writing outputs safely, and keeping
 // qpdf's exceptions inside the engine. Only engine/ includes this header.
 
+#include "blockinputsource.h"
 #include "pdftools.h"
 
 #include <QLoggingCategory>
@@ -10,7 +11,6 @@
 #include <QString>
 #include <QStringList>
 
-#include <qpdf/ClosedFileInputSource.hh>
 #include <qpdf/PDFVersion.hh>
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFObjectHandle.hh>
@@ -43,12 +43,12 @@ bool guarded(const char *operation, const QString &path, Body &&body) noexcept
     return false;
 }
 
-// A document opened for reading. The input is read through a source that can close its file
-// between uses, so a merge of thousands of inputs stays within the open-file limit.
+// A document opened for reading. Stream data is read from the input while an output is
+// written, so it lives as long as the document.
 struct OpenDocument
 {
     std::unique_ptr<QPDF> pdf;
-    std::shared_ptr<ClosedFileInputSource> input;
+    std::shared_ptr<BlockInputSource> input;
     const std::vector<QPDFObjectHandle> &pages() const { return pdf->getAllPages(); }
 };
 
@@ -56,9 +56,11 @@ enum class OpenFailure { None, Missing, Damaged, Password };
 
 // Opens path; an empty document (no pdf) when it does not open, with the reason in failure.
 // With readPages, a page tree that cannot be read also means the document does not open.
-// The file stays open until stayOpen(false) is called on the input.
-OpenDocument
-openDocument(const QString &path, OpenFailure *failure = nullptr, bool readPages = true);
+// Within a group of files, the file is closed and opened again as the group's limit requires.
+OpenDocument openDocument(const QString &path,
+                          OpenFailure *failure = nullptr,
+                          bool readPages = true,
+                          OpenFiles *group = nullptr);
 
 // The page count as the page tree states it, without reading every page (which means parsing
 // most of a large document); the pages themselves when the tree states no count.

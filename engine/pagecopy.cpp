@@ -10,7 +10,6 @@
 
 #include <map>
 #include <optional>
-#include <sys/resource.h>
 #include <unordered_map>
 
 using namespace Engine;
@@ -258,19 +257,6 @@ void PageCopier::repairLinks(QPDF &source,
     }
 }
 
-// Inputs kept open between reading their structure and writing the output; past this many a
-// merge closes them and reopens each briefly while it writes, to stay within the open-file
-// limit.
-size_t openInputBudget()
-{
-    struct rlimit limit;
-    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY) {
-        return 900;
-    }
-    const rlim_t reserve = 64; // the output, Qt, the log and whatever the caller holds
-    return limit.rlim_cur > reserve * 2 ? size_t(limit.rlim_cur - reserve) : size_t(reserve);
-}
-
 } // namespace
 
 bool PDFTools::MergePdfs(const QStringList &paths,
@@ -282,10 +268,11 @@ bool PDFTools::MergePdfs(const QStringList &paths,
         return false;
     }
     bool result = true;
-    std::vector<OpenDocument> sources; // stream data is read from them while the output is written
+    // Inputs are read while the output is written, document by document: a few open at a time
+    // keep a merge of thousands of documents within the open-file limit.
+    OpenFiles openFiles(32);
+    std::vector<OpenDocument> sources;
     sources.reserve(size_t(paths.size()));
-    const size_t budget = openInputBudget();
-    size_t openInputs = 0;
     const bool written = guarded("Cannot merge into", outputPath, [&] {
         QPDF out;
         out.setSuppressWarnings(true);
@@ -293,7 +280,7 @@ bool PDFTools::MergePdfs(const QStringList &paths,
         PageCopier copier(out);
         PDFVersion version(1, 3);
         for (qsizetype i = 0; i < paths.size(); ++i) {
-            auto source = openDocument(paths[i]);
+            auto source = openDocument(paths[i], nullptr, true, &openFiles);
             if (!source.pdf) {
                 qCWarning(lcEngine).noquote().nospace() << "Cannot open " << paths[i];
                 result = false;
@@ -311,9 +298,6 @@ bool PDFTools::MergePdfs(const QStringList &paths,
             version.updateIfGreater(versionOf(*source.pdf));
             if (i == 0) {
                 copyDocumentInfo(*source.pdf, out);
-            }
-            if (++openInputs > budget) {
-                source.input->stayOpen(false);
             }
             sources.push_back(std::move(source));
         }
