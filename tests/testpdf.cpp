@@ -1,5 +1,6 @@
 #include "testpdf.h"
 
+#include <QDir>
 #include <QFile>
 #include <QRegularExpression>
 
@@ -356,6 +357,23 @@ ReadDocument read(const QString &path)
         result.opened = false;
     }
     return result;
+}
+
+QByteArray contents(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+bool writeBytes(const QString &path, const QByteArray &bytes)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+}
+
+QStringList files(const QString &folder)
+{
+    return QDir(folder).entryList(QDir::Files | QDir::Hidden, QDir::Name);
 }
 
 } // namespace TestPdf

@@ -8,6 +8,7 @@
 #include <QRectF>
 #include <QString>
 #include <QStringList>
+#include <QTest>
 
 #include <optional>
 
@@ -96,5 +97,19 @@ struct ReadDocument
 };
 
 ReadDocument read(const QString &path);
+
+// One row of a data table: its name and a value for each column, of the column's type (text
+// may come as a literal).
+template <typename... Values> void row(const char *name, const Values &...values)
+{
+    (QTest::newRow(name) << ... << values);
+}
+
+// The bytes of a file; empty when it cannot be read.
+QByteArray contents(const QString &path);
+// Writes bytes as the whole file; false when it cannot be written.
+bool writeBytes(const QString &path, const QByteArray &bytes);
+// The names of the files in a folder, hidden ones too: a temporary file left behind shows.
+QStringList files(const QString &folder);
 
 } // namespace TestPdf
