@@ -5,16 +5,15 @@
 #include "preview/pngfile.h"
 #include "testpdf.h"
 
-#include <QFile>
 #include <QPainter>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QThreadPool>
 
-#include <thread>
-
 Q_DECLARE_METATYPE(TestPdf::Page)
 Q_DECLARE_METATYPE(QList<QPointF>)
+
+using TestPdf::row;
 
 namespace {
 
@@ -23,9 +22,10 @@ const QRgb Blue = qRgb(0, 0, 255);
 const QRgb Red = qRgb(255, 0, 0);
 
 // The colour at a point of a page image, given in points from the image's lower-left corner.
-QRgb at(const QImage &image, double x, double y)
+QRgb at(const QImage &image, QPointF p)
 {
-    return image.pixel(int(x * ImageTools::Scale), image.height() - 1 - int(y * ImageTools::Scale));
+    const double scale = ImageTools::Scale;
+    return image.pixel(int(p.x() * scale), image.height() - 1 - int(p.y() * scale));
 }
 
 } // namespace
@@ -35,7 +35,7 @@ class TestPreview : public QObject
     Q_OBJECT
 
 private slots:
-    void init();
+    void init() { m_dir.emplace(); }
     void pageImage_data();
     void pageImage();
     void pageImageFailures_data();
@@ -51,49 +51,50 @@ private slots:
 
 private:
     QString path(const QString &name) const { return m_dir->filePath(name); }
-    std::unique_ptr<QTemporaryDir> m_dir;
+    // A document whose second page is page: page images of a document's first page alone could
+    // hide an index off by one.
+    QString document(const TestPdf::Page &page)
+    {
+        TestPdf::Document document;
+        document.pages = {TestPdf::Page(), page};
+        TestPdf::write(path("doc.pdf"), document);
+        return path("doc.pdf");
+    }
+    std::optional<QTemporaryDir> m_dir;
 };
-
-void TestPreview::init()
-{
-    m_dir = std::make_unique<QTemporaryDir>();
-    QVERIFY(m_dir->isValid());
-}
 
 void TestPreview::pageImage_data()
 {
-    // Every test page paints a blue square at (10, 10)-(110, 110) of user space.
+    // Every test page paints a blue square at (10, 10)-(110, 110) of user space. Points are
+    // from the image's lower-left corner.
     QTest::addColumn<TestPdf::Page>("page");
     QTest::addColumn<QSize>("size");
-    QTest::addColumn<QPointF>("blueAt"); // points from the image's lower-left corner
+    QTest::addColumn<QPointF>("blueAt");
     QTest::addColumn<QPointF>("whiteAt");
-
     TestPdf::Page letter;
-    QTest::newRow("letter: 4 pixels a point")
-        << letter << QSize(2448, 3168) << QPointF(60, 60) << QPointF(300, 400);
+    row("letter: 4 pixels a point", letter, QSize(2448, 3168), QPointF(60, 60), QPointF(300, 400));
     TestPdf::Page a4;
     a4.mediaBox = QRectF(0, 0, 595.28, 841.89);
-    QTest::newRow("fractional size truncated")
-        << a4 << QSize(2381, 3367) << QPointF(60, 60) << QPointF(300, 400);
+    row("fractional size truncated", a4, QSize(2381, 3367), QPointF(60, 60), QPointF(300, 400));
     TestPdf::Page turned = letter;
     turned.rotate = 90;
     // Turned clockwise: user space (60, 60) is shown 60 points from the left and the top.
-    QTest::newRow("rotated 90 as displayed")
-        << turned << QSize(3168, 2448) << QPointF(60, 552) << QPointF(60, 60);
+    row("rotated 90 as displayed", turned, QSize(3168, 2448), QPointF(60, 552), QPointF(60, 60));
     TestPdf::Page cropped = letter;
     cropped.cropBox = QRectF(50, 50, 200, 300);
-    QTest::newRow("crop box shown")
-        << cropped << QSize(800, 1200) << QPointF(10, 10) << QPointF(100, 100);
+    row("crop box shown", cropped, QSize(800, 1200), QPointF(10, 10), QPointF(100, 100));
     TestPdf::Page inherited = cropped;
     inherited.rotate = 180;
     inherited.inheritBoxes = true;
-    QTest::newRow("inherited crop box and rotation")
-        << inherited << QSize(800, 1200) << QPointF(190, 290) << QPointF(10, 10);
-    TestPdf::Page offset = letter;
-    offset.mediaBox = QRectF(0, 0, 400, 400);
-    offset.redStamp = QRectF(200, 200, 100, 100);
-    QTest::newRow("annotations drawn")
-        << offset << QSize(1600, 1600) << QPointF(60, 60) << QPointF(150, 150);
+    row("inherited crop box and rotation",
+        inherited,
+        QSize(800, 1200),
+        QPointF(190, 290),
+        QPointF(10, 10));
+    TestPdf::Page stamped = letter;
+    stamped.mediaBox = QRectF(0, 0, 400, 400);
+    stamped.redStamp = QRectF(200, 200, 100, 100);
+    row("annotations drawn", stamped, QSize(1600, 1600), QPointF(60, 60), QPointF(150, 150));
 }
 
 void TestPreview::pageImage()
@@ -102,17 +103,13 @@ void TestPreview::pageImage()
     QFETCH(QSize, size);
     QFETCH(QPointF, blueAt);
     QFETCH(QPointF, whiteAt);
-    TestPdf::Document document;
-    document.pages = {TestPdf::Page(), page};
-    TestPdf::write(path("doc.pdf"), document);
-
-    const QImage image = ImageTools::PDFPageToImageWithPdfPath(path("doc.pdf"), 1);
+    const QImage image = ImageTools::PDFPageToImageWithPdfPath(document(page), 1);
     QCOMPARE(image.size(), size);
     QVERIFY2(!image.hasAlphaChannel(), "a page image is opaque");
-    QCOMPARE(at(image, blueAt.x(), blueAt.y()), Blue);
-    QCOMPARE(at(image, whiteAt.x(), whiteAt.y()), White);
+    QCOMPARE(at(image, blueAt), Blue);
+    QCOMPARE(at(image, whiteAt), White);
     if (page.redStamp) {
-        QCOMPARE(at(image, 250, 250), Red);
+        QCOMPARE(at(image, {250, 250}), Red);
     }
 }
 
@@ -120,11 +117,11 @@ void TestPreview::pageImageFailures_data()
 {
     QTest::addColumn<QString>("file");
     QTest::addColumn<qint64>("page");
-    QTest::newRow("missing file") << "missing.pdf" << qint64(0);
-    QTest::newRow("not a PDF") << "text.pdf" << qint64(0);
-    QTest::newRow("index past the end") << "doc.pdf" << qint64(2);
-    QTest::newRow("user password") << "locked.pdf" << qint64(0);
-    QTest::newRow("page too large to draw") << "huge.pdf" << qint64(0);
+    row("missing file", "missing.pdf", 0LL);
+    row("not a PDF", "text.pdf", 0LL);
+    row("index past the end", "doc.pdf", 2LL);
+    row("user password", "locked.pdf", 0LL);
+    row("page too large to draw", "huge.pdf", 0LL);
 }
 
 void TestPreview::pageImageFailures()
@@ -132,17 +129,13 @@ void TestPreview::pageImageFailures()
     QFETCH(QString, file);
     QFETCH(qint64, page);
     TestPdf::write(path("doc.pdf"), TestPdf::pages(2));
-    TestPdf::Document locked = TestPdf::pages(1);
-    locked.userPassword = true;
-    TestPdf::write(path("locked.pdf"), locked);
-    TestPdf::Document huge = TestPdf::pages(1);
-    huge.pages[0].mediaBox = QRectF(0, 0, 14400, 14400);
-    TestPdf::write(path("huge.pdf"), huge);
-    QFile text(path("text.pdf"));
-    QVERIFY(text.open(QIODevice::WriteOnly));
-    text.write("just some text, no PDF here\n");
-    text.close();
-
+    TestPdf::Document document = TestPdf::pages(1);
+    document.userPassword = true;
+    TestPdf::write(path("locked.pdf"), document);
+    document.userPassword = false;
+    document.pages[0].mediaBox = QRectF(0, 0, 14400, 14400);
+    TestPdf::write(path("huge.pdf"), document);
+    QVERIFY(TestPdf::writeBytes(path("text.pdf"), "just some text, no PDF here\n"));
     QVERIFY(ImageTools::PDFPageToImageWithPdfPath(path(file), page).isNull());
 }
 
@@ -157,22 +150,13 @@ void TestPreview::pageImageOnWorkerThreads()
         expected << ImageTools::PDFPageToImageWithPdfPath(path("doc.pdf"), i);
         QVERIFY(!expected.back().isNull());
     }
-
     QList<QImage> fromThreads(6);
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 3; ++i) {
-        threads.emplace_back(
-            [&, i] { fromThreads[i] = ImageTools::PDFPageToImageWithPdfPath(path("doc.pdf"), i); });
-    }
     QThreadPool pool;
-    pool.setMaxThreadCount(3);
-    for (int i = 0; i < 3; ++i) {
+    pool.setMaxThreadCount(6);
+    for (int i = 0; i < 6; ++i) {
         pool.start([&, i] {
-            fromThreads[3 + i] = ImageTools::PDFPageToImageWithPdfPath(path("doc.pdf"), i);
+            fromThreads[i] = ImageTools::PDFPageToImageWithPdfPath(path("doc.pdf"), i % 3);
         });
-    }
-    for (auto &thread : threads) {
-        thread.join();
     }
     pool.waitForDone();
     for (int i = 0; i < 6; ++i) {
@@ -188,34 +172,38 @@ void TestPreview::cropPreview_data()
     QTest::addColumn<QRectF>("rect");
     QTest::addColumn<QList<QPointF>>("bright");
     QTest::addColumn<QList<QPointF>>("dimmed");
+    using Points = QList<QPointF>;
     const TestPdf::Page letter;
-    const QList<QPointF> quarters{{150, 200}, {450, 200}, {150, 600}, {450, 600}};
-    QTest::newRow("the whole page")
-        << letter << QRectF(0, 0, 612, 792) << quarters << QList<QPointF>();
-    QTest::newRow("nothing") << letter << QRectF(0, 0, 0, 0) << QList<QPointF>() << quarters;
-    QTest::newRow("negative width")
-        << letter << QRectF(300, 0, -100, 100) << QList<QPointF>() << quarters;
-    QTest::newRow("lower-right quarter")
-        << letter << QRectF(306, 0, 306, 396)
-        << QList<QPointF>{{450, 200}, {307, 200}, {611, 395}} // no outline inside the edges
-        << QList<QPointF>{{150, 200}, {150, 600}, {450, 600}, {300, 200}, {450, 400}};
-    QTest::newRow("reaching off the page")
-        << letter << QRectF(-100, 500, 400, 1000) << QList<QPointF>{{150, 600}, {1, 791}}
-        << QList<QPointF>{{150, 200}, {450, 600}, {310, 600}};
+    const Points quarters{{150, 200}, {450, 200}, {150, 600}, {450, 600}};
+    row("the whole page", letter, QRectF(0, 0, 612, 792), quarters, Points());
+    row("nothing", letter, QRectF(0, 0, 0, 0), Points(), quarters);
+    row("negative width", letter, QRectF(300, 0, -100, 100), Points(), quarters);
+    row("lower-right quarter",
+        letter,
+        QRectF(306, 0, 306, 396),
+        Points{{450, 200}, {307, 200}, {611, 395}}, // no outline inside the edges
+        Points{{150, 200}, {150, 600}, {450, 600}, {300, 200}, {450, 400}});
+    row("reaching off the page",
+        letter,
+        QRectF(-100, 500, 400, 1000),
+        Points{{150, 600}, {1, 791}},
+        Points{{150, 200}, {450, 600}, {310, 600}});
     TestPdf::Page turned = letter;
     turned.rotate = 90;
-    QTest::newRow("rotated: as shown")
-        << turned << QRectF(600, 0, 192, 100) << QList<QPointF>{{700, 50}}
-        << QList<QPointF>{{500, 50}, {700, 150}};
+    row("rotated: as shown",
+        turned,
+        QRectF(600, 0, 192, 100),
+        Points{{700, 50}},
+        Points{{500, 50}, {700, 150}});
     TestPdf::Page framed = letter;
     framed.cropBox = QRectF(200, 200, 300, 300);
-    // The crop box is shown; the rectangle is in the page's own coordinates.
-    QTest::newRow("crop box") << framed << QRectF(300, 300, 100, 100) << QList<QPointF>{{150, 150}}
-                              << QList<QPointF>{{50, 150}, {150, 250}};
     framed.inheritBoxes = true; // from a node of the page tree of its own
-    QTest::newRow("inherited crop box")
-        << framed << QRectF(300, 300, 100, 100) << QList<QPointF>{{150, 150}}
-        << QList<QPointF>{{50, 150}, {150, 250}};
+    // The crop box is shown; the rectangle is in the page's own coordinates.
+    row("inherited crop box",
+        framed,
+        QRectF(300, 300, 100, 100),
+        Points{{150, 150}},
+        Points{{50, 150}, {150, 250}});
 }
 
 void TestPreview::cropPreview()
@@ -224,63 +212,55 @@ void TestPreview::cropPreview()
     QFETCH(QRectF, rect);
     QFETCH(QList<QPointF>, bright);
     QFETCH(QList<QPointF>, dimmed);
-    TestPdf::Document document;
-    document.pages = {TestPdf::Page(), page};
-    TestPdf::write(path("doc.pdf"), document);
+    const QString doc = document(page);
     const QImage image = ImageTools::DrawCropRectangleOnPageWithPdfPath(
-        path("doc.pdf"), 2, rect.x(), rect.y(), rect.width(), rect.height());
-    QCOMPARE(image.size(), ImageTools::PDFPageToImageWithPdfPath(path("doc.pdf"), 1).size());
+        doc, 2, rect.x(), rect.y(), rect.width(), rect.height());
+    QCOMPARE(image.size(), ImageTools::PDFPageToImageWithPdfPath(doc, 1).size());
     for (const QPointF &p : bright) {
-        QVERIFY2(at(image, p.x(), p.y()) == White,
-                 qPrintable(QStringLiteral("%1,%2").arg(p.x()).arg(p.y())));
+        QVERIFY2(at(image, p) == White, qPrintable(QStringLiteral("%1,%2").arg(p.x()).arg(p.y())));
     }
     for (const QPointF &p : dimmed) {
-        QVERIFY2(at(image, p.x(), p.y()) == qRgb(102, 102, 102),
+        QVERIFY2(at(image, p) == qRgb(102, 102, 102),
                  qPrintable(QStringLiteral("%1,%2").arg(p.x()).arg(p.y())));
     }
     // A page outside the document, or no document: no image.
+    QVERIFY(ImageTools::DrawCropRectangleOnPageWithPdfPath(doc, 3, 0, 0, 10, 10).isNull());
+    QVERIFY(ImageTools::DrawCropRectangleOnPageWithPdfPath(doc, 0, 0, 0, 10, 10).isNull());
     QVERIFY(
-        ImageTools::DrawCropRectangleOnPageWithPdfPath(path("doc.pdf"), 3, 0, 0, 10, 10).isNull());
-    QVERIFY(
-        ImageTools::DrawCropRectangleOnPageWithPdfPath(path("doc.pdf"), 0, 0, 0, 10, 10).isNull());
-    QVERIFY(
-        ImageTools::DrawCropRectangleOnPageWithPdfPath(path("none.pdf"), 1, 0, 0, 10, 10).isNull());
+        ImageTools::DrawCropRectangleOnPageWithPdfPath(path("no.pdf"), 1, 0, 0, 10, 10).isNull());
 }
 
 void TestPreview::rotateImage_data()
 {
+    // Red on the left half, blue on the right; counter-clockwise, the left half ends at the
+    // bottom.
     QTest::addColumn<double>("degrees");
     QTest::addColumn<QSize>("size");
-    QTest::addColumn<bool>("same"); // the very image given
-    QTest::newRow("0") << 0.0 << QSize(100, 50) << true;
-    QTest::newRow("360") << 360.0 << QSize(100, 50) << true;
-    QTest::newRow("90") << 90.0 << QSize(50, 100) << false;
-    QTest::newRow("-90") << -90.0 << QSize(50, 100) << false;
-    QTest::newRow("450") << 450.0 << QSize(50, 100) << false;
-    QTest::newRow("45") << 45.0 << QSize(107, 107) << false; // 106.07 rounded up
+    QTest::addColumn<QRgb>("top"); // at (25, 10); 0: transparent at (0, 0)
+    row("0: the very image", 0.0, QSize(100, 50), QRgb());
+    row("360: the very image", 360.0, QSize(100, 50), QRgb());
+    row("90", 90.0, QSize(50, 100), Blue);
+    row("-90", -90.0, QSize(50, 100), Red);
+    row("450", 450.0, QSize(50, 100), Blue);
+    row("45: corners stay transparent", 45.0, QSize(107, 107), QRgb()); // 106.07 rounded up
 }
 
 void TestPreview::rotateImage()
 {
     QFETCH(double, degrees);
     QFETCH(QSize, size);
-    QFETCH(bool, same);
-    // Red on the left half, blue on the right.
+    QFETCH(QRgb, top);
     QImage image(100, 50, QImage::Format_ARGB32_Premultiplied);
     image.fill(Blue);
     QPainter(&image).fillRect(0, 0, 50, 50, QColor(Red));
     const QImage rotated = ImageTools::RotateImage(image, degrees);
     QCOMPARE(rotated.size(), size);
-    QCOMPARE(rotated.cacheKey() == image.cacheKey(), same);
-    if (degrees == 90 || degrees == 450) {
-        // Counter-clockwise: the left half ends at the bottom.
-        QCOMPARE(rotated.pixel(25, 90), Red);
-        QCOMPARE(rotated.pixel(25, 10), Blue);
-    } else if (degrees == -90) {
-        QCOMPARE(rotated.pixel(25, 10), Red);
-        QCOMPARE(rotated.pixel(25, 90), Blue);
+    QCOMPARE(rotated.cacheKey() == image.cacheKey(), int(degrees) % 360 == 0);
+    if (top) {
+        QCOMPARE(rotated.pixel(25, 10), top);
+        QCOMPARE(rotated.pixel(25, 90), top == Red ? Blue : Red);
     } else if (degrees == 45) {
-        QCOMPARE(qAlpha(rotated.pixel(0, 0)), 0); // the corners stay transparent
+        QCOMPARE(qAlpha(rotated.pixel(0, 0)), 0);
     }
 }
 
@@ -308,25 +288,24 @@ void TestPreview::pngRoundTrip_data()
     }
     noise.setDotsPerMeterX(11339);
     noise.setDotsPerMeterY(11339);
-    QTest::newRow("opaque noise, several bands") << noise;
+    row("opaque noise, several bands", noise);
     QImage flat(2448, 3168, QImage::Format_RGB32);
     flat.fill(White);
-    QTest::newRow("page of white") << flat;
+    row("page of white", flat);
     QImage alpha(37, 5, QImage::Format_ARGB32);
     for (int y = 0; y < alpha.height(); ++y) {
         for (int x = 0; x < alpha.width(); ++x) {
             alpha.setPixel(x, y, qRgba(x * 7, y * 50, 3, x * 6));
         }
     }
-    QTest::newRow("transparency kept, one band") << alpha;
+    row("transparency kept, one band", alpha);
 }
 
 void TestPreview::pngRoundTrip()
 {
     QFETCH(QImage, image);
-    const QByteArray bytes = Png::encode(image);
     QImage decoded;
-    QVERIFY(decoded.loadFromData(bytes, "PNG"));
+    QVERIFY(decoded.loadFromData(Png::encode(image), "PNG"));
     QCOMPARE(decoded.size(), image.size());
     QCOMPARE(decoded.hasAlphaChannel(), image.hasAlphaChannel());
     QCOMPARE(decoded.dotsPerMeterX(), image.dotsPerMeterX());
