@@ -14,37 +14,26 @@
 
 #include <map>
 #include <set>
-#include <stdexcept>
 
 namespace TestPdf {
 
 namespace {
 
-QPDFObjectHandle rectangle(const QRectF &r)
+using Object = QPDFObjectHandle;
+
+// A rectangle as a PDF array.
+std::string box(const QRectF &r)
 {
-    return QPDFObjectHandle::newFromRectangle(
-        {r.x(), r.y(), r.x() + r.width(), r.y() + r.height()});
+    const auto n = [](double v) { return QString::number(v, 'g', 12); };
+    return QStringLiteral("[%1 %2 %3 %4]")
+        .arg(n(r.x()), n(r.y()), n(r.x() + r.width()), n(r.y() + r.height()))
+        .toStdString();
 }
 
-QRectF toRect(QPDFObjectHandle box)
+QRectF toRect(Object box)
 {
     const auto r = box.getArrayAsRectangle();
     return QRectF(r.llx, r.lly, r.urx - r.llx, r.ury - r.lly);
-}
-
-QPDFObjectHandle text(const QString &s)
-{
-    return QPDFObjectHandle::newUnicodeString(s.toStdString());
-}
-
-QPDFObjectHandle linkAnnotation(QPDF &pdf)
-{
-    auto annot = QPDFObjectHandle::newDictionary();
-    annot.replaceKey("/Type", QPDFObjectHandle::newName("/Annot"));
-    annot.replaceKey("/Subtype", QPDFObjectHandle::newName("/Link"));
-    annot.replaceKey("/Rect", rectangle({10, 10, 50, 20}));
-    annot.replaceKey("/Border", QPDFObjectHandle::parse("[0 0 0]"));
-    return pdf.makeIndirectObject(annot);
 }
 
 } // namespace
@@ -64,104 +53,81 @@ void write(const QString &path, const Document &document)
 {
     QPDF pdf;
     pdf.emptyPDF();
-    QPDFPageDocumentHelper helper(pdf);
-    std::vector<QPDFObjectHandle> made;
+    std::vector<Object> made;
     for (const Page &page : document.pages) {
-        auto dict = QPDFObjectHandle::newDictionary();
-        dict.replaceKey("/Type", QPDFObjectHandle::newName("/Page"));
+        std::string dict = "<< /Type /Page /Resources << >>";
         if (!(document.inheritMediaBox && made.empty())) {
-            dict.replaceKey("/MediaBox", rectangle(page.mediaBox));
+            dict += " /MediaBox " + box(page.mediaBox);
         }
         if (page.rotate && !page.inheritBoxes) {
-            dict.replaceKey("/Rotate", QPDFObjectHandle::newInteger(page.rotate));
+            dict += " /Rotate " + std::to_string(page.rotate);
         }
         if (page.cropBox && !page.inheritBoxes) {
-            dict.replaceKey("/CropBox", rectangle(*page.cropBox));
+            dict += " /CropBox " + box(*page.cropBox);
         }
         if (page.trimBox) {
-            dict.replaceKey("/TrimBox", rectangle(*page.trimBox));
+            dict += " /TrimBox " + box(*page.trimBox);
         }
+        auto object = pdf.makeIndirectObject(Object::parse(dict + " >>"));
         const std::string content
             = "% marker:" + page.marker.toStdString() + "\n0 0 1 rg 10 10 100 100 re f\n";
-        dict.replaceKey("/Contents", QPDFObjectHandle::newStream(&pdf, content));
-        dict.replaceKey("/Resources", QPDFObjectHandle::newDictionary());
-        auto object = pdf.makeIndirectObject(dict);
-        helper.addPage(QPDFPageObjectHelper(object), false);
+        object.replaceKey("/Contents", Object::newStream(&pdf, content));
+        QPDFPageDocumentHelper(pdf).addPage(QPDFPageObjectHelper(object), false);
         made.push_back(pdf.getAllPages().back());
     }
-    if (document.inheritMediaBox && !document.pages.isEmpty()) {
-        pdf.getRoot().getKey("/Pages").replaceKey("/MediaBox",
-                                                  rectangle(document.pages.front().mediaBox));
-    }
-    // Pages that inherit their rotation and crop box get a node of their own in the page tree.
     auto root = pdf.getRoot().getKey("/Pages");
-    auto kids = root.getKey("/Kids");
-    for (int i = 0; i < document.pages.size(); ++i) {
-        const Page &page = document.pages[i];
-        if (!page.inheritBoxes) {
-            continue;
-        }
-        auto node = QPDFObjectHandle::newDictionary();
-        node.replaceKey("/Type", QPDFObjectHandle::newName("/Pages"));
-        node.replaceKey("/Kids", QPDFObjectHandle::newArray({made[size_t(i)]}));
-        node.replaceKey("/Count", QPDFObjectHandle::newInteger(1));
-        node.replaceKey("/Parent", root);
-        if (page.rotate) {
-            node.replaceKey("/Rotate", QPDFObjectHandle::newInteger(page.rotate));
-        }
-        if (page.cropBox) {
-            node.replaceKey("/CropBox", rectangle(*page.cropBox));
-        }
-        node = pdf.makeIndirectObject(node);
-        made[size_t(i)].replaceKey("/Parent", node);
-        kids.setArrayItem(i, node);
+    if (document.inheritMediaBox && !document.pages.isEmpty()) {
+        root.replaceKey("/MediaBox", Object::parse(box(document.pages.front().mediaBox)));
     }
-    std::map<std::string, QPDFObjectHandle> names;
-    for (int i = 0; i < document.pages.size(); ++i) {
-        const Page &page = document.pages[i];
-        auto annots = QPDFObjectHandle::newArray();
+    std::map<std::string, Object> names;
+    const std::string link = "<< /Type /Annot /Subtype /Link /Rect [10 10 50 20] /Border [0 0 0]";
+    for (size_t i = 0; i < made.size(); ++i) {
+        const Page &page = document.pages[qsizetype(i)];
+        // A page that inherits its rotation and crop box gets a node of its own in the tree.
+        if (page.inheritBoxes) {
+            std::string dict = "<< /Type /Pages /Count 1";
+            if (page.rotate) {
+                dict += " /Rotate " + std::to_string(page.rotate);
+            }
+            if (page.cropBox) {
+                dict += " /CropBox " + box(*page.cropBox);
+            }
+            auto node = pdf.makeIndirectObject(Object::parse(dict + " >>"));
+            node.replaceKey("/Kids", Object::newArray({made[i]}));
+            node.replaceKey("/Parent", root);
+            made[i].replaceKey("/Parent", node);
+            root.getKey("/Kids").setArrayItem(int(i), node);
+        }
+        auto annots = Object::newArray();
         if (page.linkTo) {
-            auto annot = linkAnnotation(pdf);
-            auto dest = QPDFObjectHandle::newArray();
-            dest.appendItem(made[size_t(*page.linkTo)]);
-            dest.appendItem(QPDFObjectHandle::newName("/Fit"));
-            annot.replaceKey("/Dest", dest);
+            auto annot = pdf.makeIndirectObject(Object::parse(link + " >>"));
+            annot.replaceKey(
+                "/Dest", Object::newArray({made[size_t(*page.linkTo)], Object::newName("/Fit")}));
             annots.appendItem(annot);
         }
         if (page.namedLinkTo) {
             const std::string name = "target." + std::to_string(*page.namedLinkTo);
-            auto annot = linkAnnotation(pdf);
-            auto action = QPDFObjectHandle::newDictionary();
-            action.replaceKey("/S", QPDFObjectHandle::newName("/GoTo"));
-            action.replaceKey("/D", QPDFObjectHandle::newString(name));
-            annot.replaceKey("/A", action);
-            annots.appendItem(annot);
-            names[name] = QPDFObjectHandle::parse("[null /Fit]");
-            names[name].setArrayItem(0, made[size_t(*page.namedLinkTo)]);
+            annots.appendItem(pdf.makeIndirectObject(
+                Object::parse(link + " /A << /S /GoTo /D (" + name + ") >> >>")));
+            names[name]
+                = Object::newArray({made[size_t(*page.namedLinkTo)], Object::newName("/Fit")});
         }
         if (page.redStamp) {
-            const QRectF &r = *page.redStamp;
-            auto appearance
-                = QPDFObjectHandle::newStream(&pdf,
-                                              QStringLiteral("1 0 0 rg 0 0 %1 %2 re f\n")
-                                                  .arg(r.width())
-                                                  .arg(r.height())
-                                                  .toStdString());
-            auto dict = appearance.getDict();
-            dict.replaceKey("/Type", QPDFObjectHandle::newName("/XObject"));
-            dict.replaceKey("/Subtype", QPDFObjectHandle::newName("/Form"));
-            dict.replaceKey("/BBox", rectangle({0, 0, r.width(), r.height()}));
-            auto ap = QPDFObjectHandle::newDictionary();
-            ap.replaceKey("/N", appearance);
-            auto annot = QPDFObjectHandle::newDictionary();
-            annot.replaceKey("/Type", QPDFObjectHandle::newName("/Annot"));
-            annot.replaceKey("/Subtype", QPDFObjectHandle::newName("/Square"));
-            annot.replaceKey("/Rect", rectangle(r));
-            annot.replaceKey("/AP", ap);
-            annots.appendItem(pdf.makeIndirectObject(annot));
+            const QRectF r = *page.redStamp;
+            auto appearance = Object::newStream(&pdf,
+                                                QStringLiteral("1 0 0 rg 0 0 %1 %2 re f\n")
+                                                    .arg(r.width())
+                                                    .arg(r.height())
+                                                    .toStdString());
+            appearance.replaceDict(Object::parse("<< /Type /XObject /Subtype /Form /BBox "
+                                                 + box({0, 0, r.width(), r.height()}) + " >>"));
+            auto annot = pdf.makeIndirectObject(Object::parse(
+                "<< /Type /Annot /Subtype /Square /Rect " + box(r) + " /AP << >> >>"));
+            annot.getKey("/AP").replaceKey("/N", appearance);
+            annots.appendItem(annot);
         }
         if (annots.getArrayNItems() > 0) {
-            made[size_t(i)].replaceKey("/Annots", annots);
+            made[i].replaceKey("/Annots", annots);
         }
     }
     if (!names.empty()) {
@@ -169,31 +135,21 @@ void write(const QString &path, const Document &document)
         for (auto &[name, dest] : names) {
             tree.insert(name, dest);
         }
-        auto namesDict = QPDFObjectHandle::newDictionary();
-        namesDict.replaceKey("/Dests", tree.getObjectHandle());
-        pdf.getRoot().replaceKey("/Names", namesDict);
+        pdf.getRoot().replaceKey("/Names", Object::parse("<< >>"));
+        pdf.getRoot().getKey("/Names").replaceKey("/Dests", tree.getObjectHandle());
     }
     if (!document.noInfo) {
-        auto info = pdf.makeIndirectObject(QPDFObjectHandle::newDictionary());
-        if (!document.title.isNull()) {
-            info.replaceKey("/Title", text(document.title));
-        }
-        if (!document.author.isNull()) {
-            info.replaceKey("/Author", text(document.author));
-        }
-        if (!document.subject.isNull()) {
-            info.replaceKey("/Subject", text(document.subject));
-        }
-        if (!document.keywords.isNull()) {
-            info.replaceKey("/Keywords", text(document.keywords));
+        auto info = pdf.makeIndirectObject(Object::newDictionary());
+        const std::pair<const char *, QString> texts[] = {{"/Title", document.title},
+                                                          {"/Author", document.author},
+                                                          {"/Subject", document.subject},
+                                                          {"/Keywords", document.keywords}};
+        for (const auto &[key, value] : texts) {
+            if (!value.isNull()) {
+                info.replaceKey(key, Object::newUnicodeString(value.toStdString()));
+            }
         }
         pdf.getTrailer().replaceKey("/Info", info);
-    }
-    if (!document.xmp.isNull()) {
-        auto metadata = QPDFObjectHandle::newStream(&pdf, document.xmp.toStdString());
-        metadata.getDict().replaceKey("/Type", QPDFObjectHandle::newName("/Metadata"));
-        metadata.getDict().replaceKey("/Subtype", QPDFObjectHandle::newName("/XML"));
-        pdf.getRoot().replaceKey("/Metadata", metadata);
     }
 
     const QByteArray fileName = QFile::encodeName(path);
@@ -219,22 +175,19 @@ void write(const QString &path, const Document &document)
         writer.write();
     }
     if (document.hybrid) {
+        // A cross-reference table after the stream, leading to it through /XRefStm.
         QPDF written;
         written.processFile(fileName.constData());
         auto trailer = written.getTrailer();
-        QFile file(path);
-        if (!file.open(QIODevice::ReadWrite)) {
-            throw std::runtime_error("cannot reopen the test document");
-        }
-        const QByteArray bytes = file.readAll();
-        const qsizetype keyword = bytes.lastIndexOf("startxref");
-        const QByteArray stream = bytes.mid(keyword + 9).trimmed().split('\n').front().trimmed();
+        const QByteArray bytes = contents(path);
+        const QByteArray stream
+            = bytes.mid(bytes.lastIndexOf("startxref") + 9).trimmed().split('\n').front().trimmed();
         const std::string table
             = "xref\n0 1\n0000000000 65535 f\r\ntrailer\n<< /Size "
               + trailer.getKey("/Size").unparse() + " /Root " + trailer.getKey("/Root").unparse()
               + " /Info " + trailer.getKey("/Info").unparse() + " /XRefStm " + stream.toStdString()
               + " >>\nstartxref\n" + std::to_string(bytes.size()) + "\n%%EOF\n";
-        file.write(table.data(), qint64(table.size()));
+        writeBytes(path, bytes + QByteArray::fromStdString(table));
     }
 }
 
@@ -261,7 +214,7 @@ ReadDocument read(const QString &path)
         for (size_t i = 0; i < pages.size(); ++i) {
             index[pages[i].getObjGen()] = int(i);
         }
-        QPDFObjectHandle nameTree;
+        Object nameTree;
         auto names = pdf.getRoot().getKey("/Names");
         if (names.isDictionary()) {
             nameTree = names.getKey("/Dests");
@@ -290,8 +243,8 @@ ReadDocument read(const QString &path)
             }
             read.content = QByteArray::fromStdString(content);
             auto resources = helper.getAttribute("/Resources", false);
-            auto xobjects = resources.isDictionary() ? resources.getKey("/XObject")
-                                                     : QPDFObjectHandle::newNull();
+            auto xobjects
+                = resources.isDictionary() ? resources.getKey("/XObject") : Object::newNull();
             if (xobjects.isDictionary()) {
                 for (auto [name, xobject] : xobjects.ditems()) {
                     if (xobject.isStream()
@@ -313,10 +266,8 @@ ReadDocument read(const QString &path)
                 }
                 if (dest.isString() && nameTree.isDictionary()) {
                     QPDFNameTreeObjectHelper tree(nameTree, pdf);
-                    QPDFObjectHandle found;
-                    dest = tree.findObject(dest.getUTF8Value(), found)
-                               ? found
-                               : QPDFObjectHandle::newNull();
+                    Object found;
+                    dest = tree.findObject(dest.getUTF8Value(), found) ? found : Object::newNull();
                 }
                 int target = -1;
                 if (dest.isArray() && dest.getArrayNItems() > 0
@@ -330,7 +281,7 @@ ReadDocument read(const QString &path)
         }
         auto info = pdf.getTrailer().getKey("/Info");
         const auto infoText = [&](const char *key) {
-            auto value = info.isDictionary() ? info.getKey(key) : QPDFObjectHandle::newNull();
+            auto value = info.isDictionary() ? info.getKey(key) : Object::newNull();
             return value.isString() ? QString::fromStdString(value.getUTF8Value()) : QString();
         };
         result.title = infoText("/Title");

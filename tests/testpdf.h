@@ -48,8 +48,6 @@ struct Document
     bool userPassword = false;
     // No information dictionary at all (the four texts above are then not written).
     bool noInfo = false;
-    // An XMP packet as the catalog's /Metadata stream.
-    QByteArray xmp;
     // Objects in object streams, found through a cross-reference stream.
     bool objectStreams = false;
     // Object streams, and a cross-reference table after them that leads to the stream through
