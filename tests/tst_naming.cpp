@@ -4,6 +4,7 @@
 #include "naming/outputnames.h"
 #include "naming/overwrite.h"
 #include "naming/profiles.h"
+#include "testpdf.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -11,6 +12,7 @@
 #include <QTest>
 
 using namespace Naming;
+using TestPdf::row;
 
 namespace {
 
@@ -31,28 +33,6 @@ QString text(const QList<PageInterval> &intervals)
         words << QStringLiteral("%1-%2").arg(interval.start).arg(interval.end);
     }
     return words.join(QLatin1Char(' '));
-}
-
-void expression(const char *name, QString expr, qint64 pages, QString list, QString intervals)
-{
-    QTest::newRow(name) << expr << pages << list << intervals;
-}
-
-void consecutive(qint64 pages, qint64 perInterval, QString intervals)
-{
-    QTest::addRow("%lld by %lld", pages, perInterval) << pages << perInterval << intervals;
-}
-
-// mode -1: one output a document (crop, watermark); otherwise a split interval: index 2, pages
-// 4 to 6 of consecutive runs, or index 3, pages 7 to 9 of intervals.
-void output(const char *name, QString input, QString nameTemplate, int mode, QString path)
-{
-    QTest::newRow(name) << input << nameTemplate << mode << path;
-}
-
-void pass(const char *name, QString existing, QString answers, QString asked, QString decisions)
-{
-    QTest::newRow(name) << existing << answers << asked << decisions;
 }
 
 } // namespace
@@ -81,34 +61,33 @@ void TestNaming::expressions_data()
     QTest::addColumn<qint64>("pages");
     QTest::addColumn<QString>("pageList");
     QTest::addColumn<QString>("intervals");
-    expression("default crop", "[1-3],5,[7-9]", 10, "1 2 3 5 7 8 9", "1-3 5-5 7-9");
-    expression("default split", "[1-4],5,[6-9]", 10, "1 2 3 4 5 6 7 8 9", "1-4 5-5 6-9");
-    expression("reversed range", "[9-7]", 10, "7 8 9", "7-9");
-    expression("range clamped at the end", "[8-15]", 10, "8 9 10", "8-10");
-    expression("range beyond the end", "[11-15]", 10, "", "");
-    expression("page beyond the end", "12", 10, "12", "");
-    expression("order kept, repeats dropped from the page list",
-               "[7-9],1,[2-3],8",
-               10,
-               "7 8 9 1 2 3",
-               "7-9 1-1 2-3 8-8");
-    expression("repeat", "3,3", 10, "3", "3-3 3-3");
-    expression("overlap", "[2-4],3", 10, "2 3 4", "2-4 3-3");
-    expression("blanks removed", "[ 1 - 3 ]", 10, "1 2 3", "1-3");
-    expression("plus sign, trailing comma", "+4,", 10, "4", "4-4");
-    expression("range without brackets", "1-3", 10, "", "");
-    expression("bracketed single page", "[5]", 10, "", "");
-    expression("zero, negative, words", "[0-3],0,-2,abc", 10, "", "");
-    expression("spaces between items", "1, 2,3", 10, "1 2 3", "1-1 2-2 3-3");
-    expression("a tab spoils its item", "1,\t2", 10, "1", "1-1");
-    expression("a no-break space spoils its item", QStringLiteral("1,\u00a02"), 10, "1", "1-1");
-    expression("single-page range", "[3-3]", 10, "3", "3-3");
-    expression("three parts", "[2-3-4]", 10, "", "");
-    expression("open bracket only", "[2-3", 10, "", "");
-    expression("no document", "[1-3],5", 0, "5", "");
-    expression("empty", "", 10, "", "");
-    expression("beyond 64 bits", "99999999999999999999,2", 10, "2", "2-2");
-    expression("huge range on a short document", "[1-9223372036854775807]", 3, "1 2 3", "1-3");
+    // clang-format off
+    row("default crop", "[1-3],5,[7-9]", 10LL, "1 2 3 5 7 8 9", "1-3 5-5 7-9");
+    row("default split", "[1-4],5,[6-9]", 10LL, "1 2 3 4 5 6 7 8 9", "1-4 5-5 6-9");
+    row("reversed range", "[9-7]", 10LL, "7 8 9", "7-9");
+    row("range clamped at the end", "[8-15]", 10LL, "8 9 10", "8-10");
+    row("range beyond the end", "[11-15]", 10LL, "", "");
+    row("page beyond the end", "12", 10LL, "12", "");
+    row("order kept, repeats dropped from the page list", "[7-9],1,[2-3],8", 10LL, "7 8 9 1 2 3",
+        "7-9 1-1 2-3 8-8");
+    row("repeat", "3,3", 10LL, "3", "3-3 3-3");
+    row("overlap", "[2-4],3", 10LL, "2 3 4", "2-4 3-3");
+    row("blanks removed", "[ 1 - 3 ]", 10LL, "1 2 3", "1-3");
+    row("plus sign, trailing comma", "+4,", 10LL, "4", "4-4");
+    row("range without brackets", "1-3", 10LL, "", "");
+    row("bracketed single page", "[5]", 10LL, "", "");
+    row("zero, negative, words", "[0-3],0,-2,abc", 10LL, "", "");
+    row("spaces between items", "1, 2,3", 10LL, "1 2 3", "1-1 2-2 3-3");
+    row("a tab spoils its item", "1,\t2", 10LL, "1", "1-1");
+    row("a no-break space spoils its item", QStringLiteral("1,\u00a02"), 10LL, "1", "1-1");
+    row("single-page range", "[3-3]", 10LL, "3", "3-3");
+    row("three parts", "[2-3-4]", 10LL, "", "");
+    row("open bracket only", "[2-3", 10LL, "", "");
+    row("no document", "[1-3],5", 0LL, "5", "");
+    row("empty", "", 10LL, "", "");
+    row("beyond 64 bits", "99999999999999999999,2", 10LL, "2", "2-2");
+    row("huge range on a short document", "[1-9223372036854775807]", 3LL, "1 2 3", "1-3");
+    // clang-format on
 }
 
 void TestNaming::expressions()
@@ -126,12 +105,12 @@ void TestNaming::consecutive_data()
     QTest::addColumn<qint64>("pages");
     QTest::addColumn<qint64>("perInterval");
     QTest::addColumn<QString>("intervals");
-    ::consecutive(10, 3, "1-3 4-6 7-9 10-10");
-    ::consecutive(7, 7, "1-7");
-    ::consecutive(7, 10, "1-7");
-    ::consecutive(0, 3, "");
-    ::consecutive(3, 1, "1-1 2-2 3-3");
-    ::consecutive(3, 0, "");
+    row("10 by 3", 10LL, 3LL, "1-3 4-6 7-9 10-10");
+    row("7 by 7", 7LL, 7LL, "1-7");
+    row("7 by 10", 7LL, 10LL, "1-7");
+    row("0 by 3", 0LL, 3LL, "");
+    row("3 by 1", 3LL, 1LL, "1-1 2-2 3-3");
+    row("3 by 0", 3LL, 0LL, "");
 }
 
 void TestNaming::consecutive()
@@ -152,23 +131,24 @@ void TestNaming::outputPaths_data()
     const int doc = -1;
     const int runs = int(SplitMode::Consecutive);
     const int ivs = int(SplitMode::Intervals);
-    output("crop", "r.pdf", "[FileName]_Cropped", doc, "r_Cropped.pdf");
-    output("watermark, empty template", "r.pdf", "", doc, "r.pdf");
-    output("consecutive default", "r.pdf", "[FileName](Page[IntervalIndex])", runs, "r(Page2).pdf");
-    output("consecutive, plain name", "r.pdf", "part", runs, "part (Page2).pdf");
-    output("bounds as text", "r.pdf", "[FileName]-[IntervalStart]", runs, "r-[IntervalStart].pdf");
-    output("intervals, plain name", "r.pdf", "part", ivs, "part (7-9).pdf");
-    output("intervals, start only", "r.pdf", "p[IntervalStart]", ivs, "p7 (7-9).pdf");
-    output("intervals, file name only", "r.pdf", "[FileName]", ivs, "r.pdf");
-    output("intervals, empty template", "r.pdf", "", ivs, "r.pdf");
-    output("intervals, both bounds", "r.pdf", "x[IntervalStart]_[IntervalEnd]", ivs, "x7_9.pdf");
-    output("last extension only", "report.final.pdf", "[FileName]", doc, "report.final.pdf");
-    output("no extension", "README", "[FileName]", doc, "README.pdf");
-    output(".pdf always appended", "r.pdf", "x.pdf", doc, "x.pdf.pdf");
-    output(
-        "name twice, unknown token", "r.pdf", "[FileName]-[FileName][Date]", doc, "r-r[Date].pdf");
-    output("token text in the file name", "a[IntervalIndex].pdf", "[FileName]", runs, "a2.pdf");
-    output("slash leads into a subfolder", "r.pdf", "sub/[FileName]", doc, "sub/r.pdf");
+    // clang-format off
+    row("crop", "r.pdf", "[FileName]_Cropped", doc, "r_Cropped.pdf");
+    row("watermark, empty template", "r.pdf", "", doc, "r.pdf");
+    row("consecutive default", "r.pdf", "[FileName](Page[IntervalIndex])", runs, "r(Page2).pdf");
+    row("consecutive, plain name", "r.pdf", "part", runs, "part (Page2).pdf");
+    row("bounds as text", "r.pdf", "[FileName]-[IntervalStart]", runs, "r-[IntervalStart].pdf");
+    row("intervals, plain name", "r.pdf", "part", ivs, "part (7-9).pdf");
+    row("intervals, start only", "r.pdf", "p[IntervalStart]", ivs, "p7 (7-9).pdf");
+    row("intervals, file name only", "r.pdf", "[FileName]", ivs, "r.pdf");
+    row("intervals, empty template", "r.pdf", "", ivs, "r.pdf");
+    row("intervals, both bounds", "r.pdf", "x[IntervalStart]_[IntervalEnd]", ivs, "x7_9.pdf");
+    row("last extension only", "report.final.pdf", "[FileName]", doc, "report.final.pdf");
+    row("no extension", "README", "[FileName]", doc, "README.pdf");
+    row(".pdf always appended", "r.pdf", "x.pdf", doc, "x.pdf.pdf");
+    row("name twice, unknown token", "r.pdf", "[FileName]-[FileName][Date]", doc, "r-r[Date].pdf");
+    row("token text in the file name", "a[IntervalIndex].pdf", "[FileName]", runs, "a2.pdf");
+    row("slash leads into a subfolder", "r.pdf", "sub/[FileName]", doc, "sub/r.pdf");
+    // clang-format on
 }
 
 void TestNaming::outputPaths()
@@ -200,11 +180,11 @@ void TestNaming::overwritePass_data()
     QTest::addColumn<QString>("answers");
     QTest::addColumn<QString>("asked");
     QTest::addColumn<QString>("decisions");
-    pass("nothing exists", "", "", "", "WWWWW");
-    pass("no, then yes to all", "abc", "nY", "ab", "SOOWW");
-    pass("no to all skips later existing, writes new", "ace", "N", "a", "SWSWS");
-    pass("yes asks again", "ab", "yn", "ab", "OSWWW");
-    pass("a question that ends otherwise is no to all", "abc", "x", "a", "SSSWW");
+    row("nothing exists", "", "", "", "WWWWW");
+    row("no, then yes to all", "abc", "nY", "ab", "SOOWW");
+    row("no to all skips later existing, writes new", "ace", "N", "a", "SWSWS");
+    row("yes asks again", "ab", "yn", "ab", "OSWWW");
+    row("a question that ends otherwise is no to all", "abc", "x", "a", "SSSWW");
 }
 
 void TestNaming::overwritePass()
