@@ -208,6 +208,7 @@ void TestEngine::loadTest_data()
     QTest::addColumn<QString>("file");
     QTest::addColumn<PDFTools::LoadStatus>("status");
     using S = PDFTools::LoadStatus;
+    // clang-format off
     row("plain", "plain.pdf", S::Loadable);
     row("owner password only", "owner.pdf", S::Encrypted);
     row("user password", "user.pdf", S::PasswordProtected);
@@ -219,6 +220,7 @@ void TestEngine::loadTest_data()
         corpus("005-libreoffice-writer-password_libreoffice-writer-password.pdf"),
         S::PasswordProtected);
     row("real: junk before the header", corpus("PDF 2.0 with offset start.pdf"), S::Loadable);
+    // clang-format on
 }
 
 void TestEngine::loadTest()
@@ -253,16 +255,14 @@ void TestEngine::merge_data()
     QTest::addColumn<QString>("markers"); // empty: no file
     QTest::addColumn<QList<int>>("progress");
     const QStringList abc{"a", "b", "c"};
+    // clang-format off
     row("in order, pages as they were", abc, "out", true, "a1 a2 a3 b1 c1 c2", QList{1, 2, 3});
-    row("an unreadable document left out",
-        QStringList{"a", "broken", "c"},
-        "out",
-        false,
-        "a1 a2 a3 c1 c2",
-        QList{1, 3});
+    row("an unreadable document left out", QStringList{"a", "broken", "c"}, "out", false,
+        "a1 a2 a3 c1 c2", QList{1, 3});
     row("a document without pages", QStringList{"c", "empty"}, "out", false, "c1 c2", QList{1, 2});
     row("into one of its inputs", QStringList{"b", "a"}, "a", true, "b1 a1 a2 a3", QList{1, 2});
     row("nothing to merge", QStringList{}, "out", false, "", QList<int>{});
+    // clang-format on
 }
 
 void TestEngine::merge()
@@ -519,23 +519,20 @@ void TestEngine::propertyTemplates_data()
     QTest::addColumn<QString>("after");
     const QString report = "Sales|Ann|Figures|Finance; 2019";
     const QString defaults = "[FileName]|[Original]|[Original]|[Original]";
-    row("worked example",
-        "Q3 Report.pdf",
-        report,
+    // clang-format off
+    row("worked example", "Q3 Report.pdf", report,
         "[FileName] - [Original]|[Original]||[Original] draft,[FileName]",
         "Q3 Report - Sales|Ann||Finance, 2019, draft, Q3 Report");
     row("defaults", "Q3.pdf", report, defaults, "Q3|Ann|Figures|Finance, 2019");
     row("case-sensitive", "a.pdf", report, "[original]|[FILENAME]||", "[original]|[FILENAME]||");
     row("blanks and commas separate keywords", "a.pdf", report, "|||a b,,c  ,", "|||a, b, c");
-    row("keyword placeholders as whole pieces",
-        "a.pdf",
-        report,
-        "|||[Original] x[Original]",
+    row("keyword placeholders as whole pieces", "a.pdf", report, "|||[Original] x[Original]",
         "|||Finance, 2019, x[Original]");
     row("every .pdf leaves the name", "my.pdfs.pdf", report, "[FileName]|||", "mys|||");
     row("upper-case extension stays", "notes.PDF", report, "[FileName]|||", "notes.PDF|||");
     row("a placeholder in the old value", "A.pdf", "[FileName] x|||", "[Original]|||", "A x|||");
     row("no information dictionary", "Bare.pdf", "", defaults, "Bare|||");
+    // clang-format on
 }
 
 void TestEngine::propertyTemplates()
@@ -654,25 +651,24 @@ void TestEngine::xmpPacket_data()
     const QByteArray about
         = "<rdf:Description rdf:about=\"\" xmlns:dc=\"http://purl.org/dc/elements/1.1/\" "
           "xmlns:pdf=\"http://ns.adobe.com/pdf/1.3/\"";
+    const QByteArray full
+        = packet(about
+                 + "><dc:title><rdf:Alt><rdf:li xml:lang=\"x-default\">Old</rdf:li>"
+                   "<rdf:li xml:lang=\"de\">Alt</rdf:li></rdf:Alt></dc:title><dc:creator><rdf:Seq>"
+                   "<rdf:li>Ann</rdf:li></rdf:Seq></dc:creator><pdf:Keywords>k</pdf:Keywords>"
+                   "</rdf:Description>");
     const QByteArray shortHand = packet(about + " pdf:Keywords=\"old\"/>");
-    row("properties replaced, the others kept",
-        packet(about
-               + "><dc:title><rdf:Alt><rdf:li xml:lang=\"x-default\">Old</rdf:li>"
-                 "<rdf:li xml:lang=\"de\">Alt</rdf:li></rdf:Alt></dc:title><dc:creator><rdf:Seq>"
-                 "<rdf:li>Ann</rdf:li></rdf:Seq></dc:creator><pdf:Keywords>k</pdf:Keywords>"
-                 "</rdf:Description>"),
-        true,
-        "x, y");
+    const QByteArray otherPrefix("<r:RDF xmlns:r=\"http://www.w3.org/1999/02/22-rdf-syntax-ns#\">"
+                                 "<r:Description r:about=\"\"/></r:RDF>");
+    // clang-format off
+    row("properties replaced, the others kept", full, true, "x, y");
     row("short-hand attribute replaced", shortHand, true, "x, y");
     row("keywords not set are kept", shortHand, false, "old");
     row("a description of its own", packet(""), true, "x, y");
-    row("another prefix for RDF",
-        QByteArray("<r:RDF xmlns:r=\"http://www.w3.org/1999/02/22-rdf-syntax-ns#\">"
-                   "<r:Description r:about=\"\"/></r:RDF>"),
-        true,
-        "x, y");
+    row("another prefix for RDF", otherPrefix, true, "x, y");
     row("not well-formed", packet(about + "><dc:title>"), true, "");
     row("no RDF", QByteArray("<x:xmpmeta xmlns:x=\"adobe:ns:meta/\"/>"), true, "");
+    // clang-format on
 }
 
 void TestEngine::xmpPacket()
