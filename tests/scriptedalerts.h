@@ -23,47 +23,42 @@ public:
     QStringList saveFiles;
     QStringList openFiles;
 
-    void message(QWidget *, const QString &text) override
-    {
-        log << QStringLiteral("message|") + text;
-    }
+    void message(QWidget *, const QString &text) override { log << "message|" + text; }
     bool askYesNo(QWidget *, const QString &text) override
     {
-        log << QStringLiteral("yesno|") + text;
+        log << "yesno|" + text;
         return !yesNo.isEmpty() && yesNo.takeFirst();
     }
     Naming::OverwriteAnswer askOverwrite(QWidget *, const QString &path) override
     {
-        log << QStringLiteral("ask|") + path;
+        log << "ask|" + path;
         return answers.isEmpty() ? Naming::OverwriteAnswer::No : answers.takeFirst();
     }
     std::optional<QStringList> choosePdfs(QWidget *) override
     {
-        log << QStringLiteral("pdfs");
+        log << "pdfs";
         return pdfPanels.isEmpty() ? std::nullopt : pdfPanels.takeFirst();
     }
-    QString chooseFolder(QWidget *, const QString &) override
-    {
-        log << QStringLiteral("folder");
-        return folders.isEmpty() ? QString() : folders.takeFirst();
-    }
+    QString chooseFolder(QWidget *, const QString &) override { return next("folder", folders); }
     QString chooseSaveFile(QWidget *,
                            const QString &,
                            const QString &proposedPath,
                            const QString &,
                            const QString &) override
     {
-        log << QStringLiteral("save|") + proposedPath;
-        return saveFiles.isEmpty() ? QString() : saveFiles.takeFirst();
+        return next("save|" + proposedPath, saveFiles);
     }
     QString
     chooseOpenFile(QWidget *, const QString &caption, const QString &, const QString &) override
     {
-        log << QStringLiteral("open|") + caption;
-        return openFiles.isEmpty() ? QString() : openFiles.takeFirst();
+        return next("open|" + caption, openFiles);
     }
-    void openExternally(const QUrl &url) override
+    void openExternally(const QUrl &url) override { log << "url|" + url.toString(); }
+
+private:
+    QString next(const QString &entry, QStringList &answers)
     {
-        log << QStringLiteral("url|") + url.toString();
+        log << entry;
+        return answers.isEmpty() ? QString() : answers.takeFirst();
     }
 };

@@ -49,6 +49,16 @@ void click(QObject *window, const char *button)
     QTest::mouseClick(child<QPushButton>(window, button), Qt::LeftButton);
 }
 
+// The files of a folder with their markers: "a.pdf=a1 a2; b.pdf=b1".
+QString listing(const QString &folder)
+{
+    QStringList files;
+    for (const QString &name : TestPdf::files(folder)) {
+        files << name + "=" + TestPdf::read(folder + "/" + name).markers().join(' ');
+    }
+    return files.join("; ");
+}
+
 // The values a progress bar took, in order.
 QList<int> values(const QSignalSpy &progress)
 {
@@ -140,7 +150,7 @@ private slots:
 
 private:
     QString path(const QString &name) const { return m_dir->filePath(name); }
-    // The paths of the files named by letters: "abc" is a.pdf, b.pdf, c.pdf.
+    // The paths of the files named by letters: "abC" is a.pdf, b.pdf, C.PDF.
     QStringList paths(const QString &letters) const;
     // A document of n pages with markers "<name>1" ... "<name>n".
     QString document(const QString &name, int pages = 1);
@@ -170,7 +180,7 @@ QStringList TestApp::paths(const QString &letters) const
 {
     QStringList result;
     for (const QChar letter : letters) {
-        result << path(letter + QStringLiteral(".pdf"));
+        result << path(letter + QString(letter.isUpper() ? ".PDF" : ".pdf"));
     }
     return result;
 }
@@ -200,22 +210,23 @@ void TestApp::waitForRun(ToolWindow &window)
 
 void TestApp::admitFiles_data()
 {
-    // a, b and c are listed; files are chosen in the open panel, or dropped above a row.
-    QTest::addColumn<int>("row");            // -1: the panel
-    QTest::addColumn<QStringList>("chosen"); // "<cancel>" alone: the panel is cancelled
-    QTest::addColumn<QString>("expected");   // the list, by letter; U for UPPER.PDF
+    // a, b and c are listed; files are chosen in the open panel, or dropped above a row. F.PDF
+    // has an upper-case extension.
+    QTest::addColumn<int>("row");            // -1: the panel; -2: the panel, cancelled
+    QTest::addColumn<QStringList>("chosen"); // file names
+    QTest::addColumn<QString>("expected");   // the list, by letter
     QTest::addColumn<QString>("message");    // the one alert, if any
     using Files = QStringList;
     const QString rejected = QString::fromLatin1(RejectedDocumentsText);
     // clang-format off
-    row("panel cancelled", -1, Files{"<cancel>"}, "abc", "");
+    row("panel cancelled", -2, Files{}, "abc", "");
     row("panel confirmed without a file", -1, Files{}, "abc", "The pdf could not be loaded.");
     row("panel: order kept, listed files and empty paths skipped",
         -1, Files{"e.pdf", "", "a.pdf", "d.pdf", "e.pdf"}, "abced", "");
     row("panel: damaged, encrypted and locked files rejected with one alert",
         -1, Files{"d.pdf", "damaged.pdf", "encrypted.pdf", "locked.pdf", "e.pdf"}, "abcde", rejected);
     row("drop: a block above row 1; folder, text, missing and listed files skipped",
-        1, Files{"e.pdf", "folder", "UPPER.PDF", "notes.txt", "gone.pdf", "b.pdf", "d.pdf"}, "aeUdbc", "");
+        1, Files{"e.pdf", "folder", "F.PDF", "notes.txt", "gone.pdf", "b.pdf", "d.pdf"}, "aeFdbc", "");
     row("drop: a damaged file brings the alert after the drop",
         2, Files{"d.pdf", "damaged.pdf", "e.pdf"}, "abdec", rejected);
     // clang-format on
@@ -227,8 +238,8 @@ void TestApp::admitFiles()
     QFETCH(QStringList, chosen);
     QFETCH(QString, expected);
     QFETCH(QString, message);
-    for (const char *name : {"a.pdf", "b.pdf", "c.pdf", "d.pdf", "e.pdf", "UPPER.PDF"}) {
-        document(name);
+    for (const QString &document : paths("abcdeF")) {
+        TestPdf::write(document, TestPdf::pages(1));
     }
     TestPdf::writeBytes(path("damaged.pdf"), "%PDF-1.4\nthis is not a document\n");
     TestPdf::writeBytes(path("notes.txt"), "notes\n");
@@ -241,35 +252,24 @@ void TestApp::admitFiles()
 
     ViewControllerSplit window(m_alerts);
     DocumentList &list = listDocuments(window, paths("abc"));
-    QStringList chosenPaths;
+    QStringList files;
+    QList<QUrl> urls;
     for (const QString &name : chosen) {
-        chosenPaths << (name.isEmpty() ? QString() : path(name));
+        files << (name.isEmpty() ? QString() : path(name));
+        urls << QUrl::fromLocalFile(files.back());
     }
     const QStringList alert = message.isEmpty() ? QStringList{} : QStringList{"message|" + message};
     if (row >= 0) {
-        QList<QUrl> urls;
-        for (const QString &file : chosenPaths) {
-            urls << QUrl::fromLocalFile(file);
-        }
         list.acceptDrop(urls, row);
         QCOMPARE(m_alerts.log, QStringList{}); // never inside the drop itself
         QTest::qWait(message.isEmpty() ? 600 : 0);
         QTRY_COMPARE(m_alerts.log, alert);
     } else {
-        if (chosen == QStringList{"<cancel>"}) {
-            m_alerts.pdfPanels << std::nullopt;
-        } else {
-            m_alerts.pdfPanels << chosenPaths;
-        }
+        m_alerts.pdfPanels << (row == -1 ? std::optional(files) : std::nullopt);
         click(&window, "buttonAddPDFDocument");
-        QCOMPARE(m_alerts.log.takeFirst(), QStringLiteral("pdfs"));
-        QCOMPARE(m_alerts.log, alert);
+        QCOMPARE(m_alerts.log, QStringList{"pdfs"} + alert);
     }
-    QStringList listed = paths(QString(expected).remove('U'));
-    if (expected.contains('U')) {
-        listed.insert(expected.indexOf('U'), path("UPPER.PDF"));
-    }
-    QCOMPARE(list.listPdfPaths(), listed);
+    QCOMPARE(list.listPdfPaths(), paths(expected));
 }
 
 void TestApp::dropPosition_data()
@@ -430,26 +430,31 @@ void TestApp::moveUpAndDown()
 
 void TestApp::perDocumentRun_data()
 {
-    // Documents a, b, c... copied into out/, or each over itself; outputs listed in existing
-    // are there before the run. Written: the outputs that hold their document afterwards.
+    // Documents a, b, c... copied into out/, or each over itself; the outputs listed in
+    // existing are there before the run, holding "old1". Files: the output folder afterwards.
     QTest::addColumn<QString>("documents");
     QTest::addColumn<QString>("existing");
     QTest::addColumn<QList<OverwriteAnswer>>("answers");
     QTest::addColumn<bool>("ownFolder");
     QTest::addColumn<bool>("deleteSecond"); // after it was listed
     QTest::addColumn<int>("questions");
-    QTest::addColumn<QString>("written");
+    QTest::addColumn<QString>("files");
     QTest::addColumn<bool>("success");
     using A = QList<OverwriteAnswer>;
     const auto no = OverwriteAnswer::No;
     const auto yes = OverwriteAnswer::Yes;
     const auto all = OverwriteAnswer::YesToAll;
     // clang-format off
-    row("No, then Yes to All: no third question", "abc", "abc", A{no, all}, false, false, 2, "bc", true);
-    row("the only document as its own output, answered Yes", "a", "", A{yes}, true, false, 1, "", false);
-    row("the only document as its own output, answered No", "a", "", A{no}, true, false, 1, "", true);
-    row("listed documents as outputs are never written", "ab", "", A{all}, true, false, 1, "", false);
-    row("a document deleted after it was listed ends the run", "abc", "", A{}, false, true, 0, "a", false);
+    row("No, then Yes to All: no third question", "abc", "abc", A{no, all}, false, false, 2,
+        "a.pdf=old1; b.pdf=b1; c.pdf=c1", true);
+    row("the only document as its own output, answered Yes", "a", "", A{yes}, true, false, 1,
+        "a.pdf=a1", false);
+    row("the only document as its own output, answered No", "a", "", A{no}, true, false, 1,
+        "a.pdf=a1", true);
+    row("listed documents as outputs are never written", "ab", "", A{all}, true, false, 1,
+        "a.pdf=a1; b.pdf=b1", false);
+    row("a document deleted after it was listed ends the run", "abc", "", A{}, false, true, 0,
+        "a.pdf=a1", false);
     // clang-format on
 }
 
@@ -461,17 +466,16 @@ void TestApp::perDocumentRun()
     QFETCH(bool, ownFolder);
     QFETCH(bool, deleteSecond);
     QFETCH(int, questions);
-    QFETCH(QString, written);
+    QFETCH(QString, files);
     QFETCH(bool, success);
     QDir(m_dir->path()).mkdir("out");
     const QString out = ownFolder ? m_dir->path() : path("out");
+    for (const QChar letter : existing) {
+        TestPdf::write(out + "/" + letter + ".pdf", TestPdf::pages(1, "old"));
+    }
     QList<QByteArray> before;
     for (const QChar letter : documents) {
-        before << contents(document(letter + QStringLiteral(".pdf")));
-    }
-    for (const QChar letter : existing) {
-        TestPdf::write(QDir(out).filePath(letter + QStringLiteral(".pdf")),
-                       TestPdf::pages(1, "old"));
+        before << contents(document(letter + QString(".pdf")));
     }
     CopyTool tool(m_alerts);
     listDocuments(tool, paths(documents));
@@ -481,22 +485,14 @@ void TestApp::perDocumentRun()
     m_alerts.answers = answers;
     tool.OnRun(out, "[FileName]");
     waitForRun(tool);
-
     QCOMPARE(m_alerts.log.size(), questions + 1);
     QCOMPARE(m_alerts.log.last(),
              QString(success ? "message|PDF document(s) copied successfully."
                              : "message|Could not copy PDF document(s)."));
+    QCOMPARE(listing(out), files);
     for (int i = 0; i < documents.size(); ++i) {
-        const QString name = documents[i] + QStringLiteral(".pdf");
         if (!deleteSecond || i != 1) {
-            QCOMPARE(contents(path(name)), before[i]); // an input is never changed
-        }
-        if (!ownFolder) {
-            const QString output = TestPdf::read(QDir(out).filePath(name)).markers().join(' ');
-            QCOMPARE(output,
-                     written.contains(documents[i])    ? documents[i] + QStringLiteral("1")
-                     : existing.contains(documents[i]) ? QStringLiteral("old1")
-                                                       : QString());
+            QCOMPARE(contents(paths(documents)[i]), before[i]); // never changed
         }
     }
 }
@@ -628,11 +624,7 @@ void TestApp::splitWholeRun()
     QVERIFY(child<QAction>(&window, "actionNew")->isEnabled());
     QVERIFY(child(&window, "textFieldNames")->isEnabled());
     QCOMPARE(m_alerts.log, QStringList{splitText});
-    QStringList found;
-    for (const QString &name : QDir(path("out")).entryList(QDir::Files, QDir::Name)) {
-        found << name + "=" + TestPdf::read(path("out/" + name)).markers().join(' ');
-    }
-    QCOMPARE(found.join("; "), files);
+    QCOMPARE(listing(path("out")), files);
 }
 
 void TestApp::splitThatCannotStart_data()
@@ -715,11 +707,9 @@ void TestApp::splitOverwriteAnswersHoldAcrossDocuments()
 
     // One question: the answer holds for the second document too.
     QCOMPARE(m_alerts.log, (QStringList{"ask|" + path("out/a(Page2).pdf"), splitText}));
-    QStringList found;
-    for (const QString &name : TestPdf::files(path("out"))) {
-        found << TestPdf::read(path("out/" + name)).markers();
-    }
-    QCOMPARE(found, (QStringList{"a1", "old1", "old1", "b2"}));
+    QCOMPARE(
+        listing(path("out")),
+        QStringLiteral("a(Page1).pdf=a1; a(Page2).pdf=old1; b(Page1).pdf=old1; b(Page2).pdf=b2"));
 }
 
 void TestApp::splitNeverReplacesAListedDocument()
