@@ -41,8 +41,6 @@ class TestCrop : public QObject
 
 private slots:
     void init() { m_dir.emplace(); }
-    void croppedImageSize_data();
-    void croppedImageSize();
     void boxes_data();
     void boxes();
     void pageList_data();
@@ -59,31 +57,12 @@ private:
     std::optional<QTemporaryDir> m_dir;
 };
 
-void TestCrop::croppedImageSize_data()
-{
-    QTest::addColumn<QRectF>("rect");
-    QTest::addColumn<QSizeF>("kept");
-    // On a 612 x 792 page.
-    row("past the right edge", QRectF(600, 0, 100, 100), QSizeF(12, 100));
-    row("wholly right of the page, not clamped", QRectF(700, 0, 50, 50), QSizeF(-88, 50));
-    row("not a number", QRectF(NaN, 0, 100, 100), QSizeF(0, 0));
-}
-
-void TestCrop::croppedImageSize()
-{
-    QFETCH(QRectF, rect);
-    QFETCH(QSizeF, kept);
-    QCOMPARE(PDFTools::CalculateCroppedImageSize(
-                 QSizeF(612, 792), rect.x(), rect.y(), rect.width(), rect.height()),
-             kept);
-}
-
 void TestCrop::boxes_data()
 {
     // The page, the rectangle (in percent or points), and the media box and the page's own crop
     // box as written. Each page has a trim box (0, 0, 612, 200), which ends at the kept area.
     QTest::addColumn<TestPdf::Page>("page");
-    QTest::addColumn<QRectF>("rect");
+    QTest::addColumn<QRectF>("r");
     QTest::addColumn<bool>("percents");
     QTest::addColumn<QRectF>("mediaBox");
     QTest::addColumn<std::optional<QRectF>>("cropBox");
@@ -95,13 +74,12 @@ void TestCrop::boxes_data()
                          std::optional<QRectF> cropBox = {}) {
         row(name, page, rect, percents, mediaBox, cropBox);
     };
+    // clang-format off
     const TestPdf::Page letter;
     const QRectF whole(0, 0, 612, 792);
     crop("points", letter, {50, 100, 400, 500}, false, {50, 100, 400, 500});
-    const QRectF percent(10.0f * 612.0f / 100.0f,
-                         10.0f * 792.0f / 100.0f,
-                         612.0f * 80.0f / 100.0f,
-                         792.0f * 80.0f / 100.0f);
+    const QRectF percent(10.0f * 612.0f / 100.0f, 10.0f * 792.0f / 100.0f,
+                         612.0f * 80.0f / 100.0f, 792.0f * 80.0f / 100.0f);
     crop("percent, in single precision", letter, {10, 10, 80, 80}, true, percent);
     crop("negative origin pulled in", letter, {-20, 0, 100, 100}, false, {0, 0, 80, 100});
     crop("cut at the right edge", letter, {600, 0, 100, 100}, false, {600, 0, 12, 100});
@@ -111,11 +89,8 @@ void TestCrop::boxes_data()
     crop("huge percentages: unchanged", letter, {1e39, 0, 1e39, 1e39}, true, whole);
     TestPdf::Page offset;
     offset.mediaBox = QRectF(100, 100, 300, 300);
-    crop("offset media box: from user space's origin",
-         offset,
-         {150, 150, 100, 100},
-         false,
-         {150, 150, 100, 100});
+    crop("offset media box: from user space's origin", offset, {150, 150, 100, 100}, false,
+        {150, 150, 100, 100});
 
     // Rotated pages: the rectangle as the page is shown.
     TestPdf::Page turned = letter;
@@ -135,28 +110,21 @@ void TestCrop::boxes_data()
     TestPdf::Page framed = letter;
     framed.cropBox = QRectF(0, 0, 300, 300);
     const QRectF kept(400, 400, 100, 100);
-    crop("crop box cut",
-         framed,
-         {100, 100, 400, 400},
-         false,
-         {100, 100, 400, 400},
-         QRectF(100, 100, 200, 200));
+    crop("crop box cut", framed, {100, 100, 400, 400}, false, {100, 100, 400, 400},
+        QRectF(100, 100, 200, 200));
     crop("crop box outside the kept area", framed, kept, false, kept, kept);
     crop("uncropped page keeps its crop box", framed, {}, false, whole, framed.cropBox);
     framed.inheritBoxes = true;
     framed.rotate = 180;
-    crop("inherited crop box and rotation",
-         framed,
-         {0, 0, 512, 692},
-         false,
-         {100, 100, 512, 692},
-         QRectF(100, 100, 200, 200));
+    crop("inherited crop box and rotation", framed, {0, 0, 512, 692}, false, {100, 100, 512, 692},
+        QRectF(100, 100, 200, 200));
+    // clang-format on
 }
 
 void TestCrop::boxes()
 {
     QFETCH(TestPdf::Page, page);
-    QFETCH(QRectF, rect);
+    QFETCH(QRectF, r);
     QFETCH(bool, percents);
     QFETCH(QRectF, mediaBox);
     QFETCH(std::optional<QRectF>, cropBox);
@@ -164,17 +132,10 @@ void TestCrop::boxes()
     page.marker = "p1";
     page.trimBox = QRectF(0, 0, 612, 200);
     document.pages = {page};
-    TestPdf::write(path("in.pdf"), document);
-
-    QVERIFY(PDFTools::CropPDF(path("in.pdf"),
-                              {},
-                              path("out.pdf"),
-                              rect.x(),
-                              rect.y(),
-                              rect.width(),
-                              rect.height(),
-                              percents));
-    const auto out = TestPdf::read(path("out.pdf"));
+    const QString in = path("in.pdf");
+    TestPdf::write(in, document);
+    QVERIFY(PDFTools::CropPDF(in, {}, in + ".out", r.x(), r.y(), r.width(), r.height(), percents));
+    const auto out = TestPdf::read(in + ".out");
     QVERIFY(out.opened);
     QCOMPARE(out.warnings, 0);
     QCOMPARE(out.markers(), QStringList{"p1"});
@@ -205,9 +166,8 @@ void TestCrop::pageList()
     const auto out = TestPdf::read(path("out.pdf"));
     QCOMPARE(out.markers(), (QStringList{"p1", "p2", "p3", "p4", "p5"}));
     for (int i = 0; i < 5; ++i) {
-        const QRectF expected
-            = cropped.contains(i) ? QRectF(10, 10, 100, 100) : QRectF(0, 0, 612, 792);
-        QCOMPARE(out.pages[i].mediaBox, expected);
+        const QRectF kept = cropped.contains(i) ? QRectF(10, 10, 100, 100) : QRectF(0, 0, 612, 792);
+        QCOMPARE(out.pages[i].mediaBox, kept);
     }
 }
 
