@@ -43,9 +43,7 @@ private slots:
     void pageImageOnWorkerThreads();
     void cropPreview_data();
     void cropPreview();
-    void rotateImage_data();
-    void rotateImage();
-    void resizeImageStretches();
+    void rotateAndResize();
     void pngRoundTrip_data();
     void pngRoundTrip();
 
@@ -72,6 +70,7 @@ void TestPreview::pageImage_data()
     QTest::addColumn<QPointF>("blueAt");
     QTest::addColumn<QPointF>("whiteAt");
     TestPdf::Page letter;
+    // clang-format off
     row("letter: 4 pixels a point", letter, QSize(2448, 3168), QPointF(60, 60), QPointF(300, 400));
     TestPdf::Page a4;
     a4.mediaBox = QRectF(0, 0, 595.28, 841.89);
@@ -86,15 +85,13 @@ void TestPreview::pageImage_data()
     TestPdf::Page inherited = cropped;
     inherited.rotate = 180;
     inherited.inheritBoxes = true;
-    row("inherited crop box and rotation",
-        inherited,
-        QSize(800, 1200),
-        QPointF(190, 290),
+    row("inherited crop box and rotation", inherited, QSize(800, 1200), QPointF(190, 290),
         QPointF(10, 10));
     TestPdf::Page stamped = letter;
     stamped.mediaBox = QRectF(0, 0, 400, 400);
     stamped.redStamp = QRectF(200, 200, 100, 100);
     row("annotations drawn", stamped, QSize(1600, 1600), QPointF(60, 60), QPointF(150, 150));
+    // clang-format on
 }
 
 void TestPreview::pageImage()
@@ -175,35 +172,27 @@ void TestPreview::cropPreview_data()
     using Points = QList<QPointF>;
     const TestPdf::Page letter;
     const Points quarters{{150, 200}, {450, 200}, {150, 600}, {450, 600}};
+    // clang-format off
     row("the whole page", letter, QRectF(0, 0, 612, 792), quarters, Points());
     row("nothing", letter, QRectF(0, 0, 0, 0), Points(), quarters);
     row("negative width", letter, QRectF(300, 0, -100, 100), Points(), quarters);
-    row("lower-right quarter",
-        letter,
-        QRectF(306, 0, 306, 396),
-        Points{{450, 200}, {307, 200}, {611, 395}}, // no outline inside the edges
+    // No outline is drawn inside the rectangle's edges.
+    row("lower-right quarter", letter, QRectF(306, 0, 306, 396),
+        Points{{450, 200}, {307, 200}, {611, 395}},
         Points{{150, 200}, {150, 600}, {450, 600}, {300, 200}, {450, 400}});
-    row("reaching off the page",
-        letter,
-        QRectF(-100, 500, 400, 1000),
-        Points{{150, 600}, {1, 791}},
+    row("reaching off the page", letter, QRectF(-100, 500, 400, 1000), Points{{150, 600}, {1, 791}},
         Points{{150, 200}, {450, 600}, {310, 600}});
     TestPdf::Page turned = letter;
     turned.rotate = 90;
-    row("rotated: as shown",
-        turned,
-        QRectF(600, 0, 192, 100),
-        Points{{700, 50}},
+    row("rotated: as shown", turned, QRectF(600, 0, 192, 100), Points{{700, 50}},
         Points{{500, 50}, {700, 150}});
     TestPdf::Page framed = letter;
     framed.cropBox = QRectF(200, 200, 300, 300);
     framed.inheritBoxes = true; // from a node of the page tree of its own
     // The crop box is shown; the rectangle is in the page's own coordinates.
-    row("inherited crop box",
-        framed,
-        QRectF(300, 300, 100, 100),
-        Points{{150, 150}},
+    row("inherited crop box", framed, QRectF(300, 300, 100, 100), Points{{150, 150}},
         Points{{50, 150}, {150, 250}});
+    // clang-format on
 }
 
 void TestPreview::cropPreview()
@@ -230,48 +219,27 @@ void TestPreview::cropPreview()
         ImageTools::DrawCropRectangleOnPageWithPdfPath(path("no.pdf"), 1, 0, 0, 10, 10).isNull());
 }
 
-void TestPreview::rotateImage_data()
+void TestPreview::rotateAndResize()
 {
-    // Red on the left half, blue on the right; counter-clockwise, the left half ends at the
-    // bottom.
-    QTest::addColumn<double>("degrees");
-    QTest::addColumn<QSize>("size");
-    QTest::addColumn<QRgb>("top"); // at (25, 10); 0: transparent at (0, 0)
-    row("0: the very image", 0.0, QSize(100, 50), QRgb());
-    row("360: the very image", 360.0, QSize(100, 50), QRgb());
-    row("90", 90.0, QSize(50, 100), Blue);
-    row("-90", -90.0, QSize(50, 100), Red);
-    row("450", 450.0, QSize(50, 100), Blue);
-    row("45: corners stay transparent", 45.0, QSize(107, 107), QRgb()); // 106.07 rounded up
-}
-
-void TestPreview::rotateImage()
-{
-    QFETCH(double, degrees);
-    QFETCH(QSize, size);
-    QFETCH(QRgb, top);
+    // Red on the left half, blue on the right. Turned counter-clockwise, the left half ends at
+    // the bottom; turned by a whole turn, the image is the very one given.
     QImage image(100, 50, QImage::Format_ARGB32_Premultiplied);
     image.fill(Blue);
     QPainter(&image).fillRect(0, 0, 50, 50, QColor(Red));
-    const QImage rotated = ImageTools::RotateImage(image, degrees);
-    QCOMPARE(rotated.size(), size);
-    QCOMPARE(rotated.cacheKey() == image.cacheKey(), int(degrees) % 360 == 0);
-    if (top) {
-        QCOMPARE(rotated.pixel(25, 10), top);
-        QCOMPARE(rotated.pixel(25, 90), top == Red ? Blue : Red);
-    } else if (degrees == 45) {
-        QCOMPARE(qAlpha(rotated.pixel(0, 0)), 0);
+    QCOMPARE(ImageTools::RotateImage(image, 360).cacheKey(), image.cacheKey());
+    for (const double degrees : {90.0, 450.0, -270.0}) {
+        const QImage turned = ImageTools::RotateImage(image, degrees);
+        QCOMPARE(turned.size(), QSize(50, 100));
+        QCOMPARE(turned.pixel(25, 90), Red);
+        QCOMPARE(turned.pixel(25, 10), Blue);
     }
-}
-
-void TestPreview::resizeImageStretches()
-{
-    QImage image(200, 100, QImage::Format_ARGB32_Premultiplied);
-    image.fill(Blue);
-    QPainter(&image).fillRect(0, 0, 100, 100, QColor(Red));
+    const QImage slanted = ImageTools::RotateImage(image, 45);
+    QCOMPARE(slanted.size(), QSize(107, 107)); // 106.07 rounded up
+    QCOMPARE(qAlpha(slanted.pixel(0, 0)), 0);  // the corners stay transparent
+    // Resized without a letterbox: the picture fills every pixel.
     const QImage resized = ImageTools::ResizeImage(image, 50, 50);
     QCOMPARE(resized.size(), QSize(50, 50));
-    QCOMPARE(resized.pixel(5, 45), Red); // no letterbox: the picture fills every pixel
+    QCOMPARE(resized.pixel(5, 45), Red);
     QCOMPARE(resized.pixel(45, 5), Blue);
 }
 
