@@ -35,46 +35,22 @@ QString pdfiumTitle(const QString &path)
     return document.metaData(QPdfDocument::MetaDataField::Title).toString();
 }
 
-const QString dc = QStringLiteral("http://purl.org/dc/elements/1.1/");
-const QString pdfNs = QStringLiteral("http://ns.adobe.com/pdf/1.3/");
-
-// Every value an XMP packet gives a property, in element or attribute form; for an array, its
-// first item.
-QStringList xmpValues(const QByteArray &xmp, const QString &ns, const QString &name)
+// Every text and attribute value of an XML document, in order; nothing when it is not
+// well-formed.
+QStringList xmlTexts(const QByteArray &xml)
 {
-    QStringList values;
-    QXmlStreamReader reader(xmp);
+    QStringList texts;
+    QXmlStreamReader reader(xml);
     while (!reader.atEnd()) {
-        if (reader.readNext() != QXmlStreamReader::StartElement) {
-            continue;
-        }
+        reader.readNext();
         for (const auto &attribute : reader.attributes()) {
-            if (attribute.namespaceUri() == ns && attribute.name() == name) {
-                values << attribute.value().toString();
-            }
+            texts << attribute.value().toString();
         }
-        if (reader.namespaceUri() != ns || reader.name() != name) {
-            continue;
+        if (reader.isCharacters() && !reader.isWhitespace()) {
+            texts << reader.text().trimmed().toString();
         }
-        QString text;
-        for (int depth = 1; depth > 0 && !reader.atEnd();) {
-            const auto token = reader.readNext();
-            if (token == QXmlStreamReader::StartElement && reader.name() == u"li") {
-                text = reader.readElementText();
-                reader.skipCurrentElement(); // the array
-                reader.skipCurrentElement(); // the property
-                break;
-            }
-            depth += token == QXmlStreamReader::StartElement ? 1
-                     : token == QXmlStreamReader::EndElement ? -1
-                                                             : 0;
-            if (token == QXmlStreamReader::Characters) {
-                text += reader.text();
-            }
-        }
-        values << text.trimmed();
     }
-    return values;
+    return reader.hasError() ? QStringList() : texts;
 }
 
 QByteArray packet(const QByteArray &description)
@@ -171,33 +147,24 @@ void TestEngine::fileSizeText()
 
 void TestEngine::inspection()
 {
-    TestPdf::Document a4 = TestPdf::pages(2);
-    a4.pages[0].mediaBox = QRectF(0, 0, 595.28, 841.89);
-    a4.pages[1].mediaBox = QRectF(0, 0, 842, 595);
-    a4.title = QStringLiteral("Ελληνικά 日本語 🎉");
-    a4.keywords = QStringLiteral("alpha, beta;gamma ,, ");
-    TestPdf::write(path("a4.pdf"), a4);
-    QCOMPARE(PDFTools::GetPDFNumberOfPages(path("a4.pdf")), 2);
-    QCOMPARE(PDFTools::GetPDFPageSize(path("a4.pdf")), QStringLiteral("595 x 841"));
-    const auto summary = PDFTools::SummarizeDocument(path("a4.pdf"));
-    QCOMPARE(summary.title, a4.title);
-    QCOMPARE(summary.keywords, (QStringList{"alpha", "beta", "gamma"}));
-    QCOMPARE(summary.pageSize, QStringLiteral("595 x 841"));
+    // The first page's media box, inherited from the page tree, truncated, not swapped for its
+    // rotation.
+    TestPdf::Document document = TestPdf::pages(2);
+    document.inheritMediaBox = true;
+    document.pages[0].mediaBox = QRectF(50, 60, 595.28, 841.89);
+    document.pages[0].rotate = 90;
+    document.keywords = "alpha, beta;gamma ,, ";
+    TestPdf::write(path("a.pdf"), document);
+    QCOMPARE(PDFTools::GetPDFNumberOfPages(path("a.pdf")), 2);
+    QCOMPARE(PDFTools::GetPDFPageSize(path("a.pdf")), QStringLiteral("595 x 841"));
+    QCOMPARE(PDFTools::SummarizeDocument(path("a.pdf")).keywords,
+             (QStringList{"alpha", "beta", "gamma"}));
     const QDateTime now = QDateTime::currentDateTime();
-    QVERIFY(qAbs(PDFTools::DocumentCreationDateWithPath(path("a4.pdf")).secsTo(now)) < 60);
-
-    TestPdf::Document inherited = TestPdf::pages(1);
-    inherited.inheritMediaBox = true;
-    inherited.pages[0].mediaBox = QRectF(50, 60, 300, 400.9);
-    inherited.pages[0].rotate = 90; // rotation does not swap the page-size text
-    TestPdf::write(path("inherited.pdf"), inherited);
-    QCOMPARE(PDFTools::GetPDFPageSize(path("inherited.pdf")), QStringLiteral("300 x 400"));
+    QVERIFY(qAbs(PDFTools::DocumentCreationDateWithPath(path("a.pdf")).secsTo(now)) < 60);
 
     QVERIFY(TestPdf::writeBytes(path("notes.txt"), QByteArray(2000, 'x')));
-    for (const QString name : {"notes.txt", "missing.pdf"}) {
-        QCOMPARE(PDFTools::GetPDFNumberOfPages(path(name)), 0);
-        QCOMPARE(PDFTools::GetPDFPageSize(path(name)), QStringLiteral("0 x 0"));
-    }
+    QCOMPARE(PDFTools::GetPDFNumberOfPages(path("notes.txt")), 0);
+    QCOMPARE(PDFTools::GetPDFPageSize(path("notes.txt")), QStringLiteral("0 x 0"));
     QCOMPARE(PDFTools::GetSizeWithPath(path("notes.txt")), QStringLiteral("2.0 KB"));
     QCOMPARE(PDFTools::GetSizeWithPath(path("missing.pdf")), QStringLiteral("0 B"));
     QVERIFY(qAbs(PDFTools::DocumentCreationDateWithPath(path("missing.pdf")).secsTo(now)) < 5);
@@ -454,28 +421,28 @@ void TestEngine::writeFailures()
 {
     QFETCH(QString, operation);
     QFETCH(QString, failure);
-    QDir(m_dir->path()).mkdir(QStringLiteral("in"));
-    QDir(m_dir->path()).mkdir(QStringLiteral("out"));
+    QDir(m_dir->path()).mkpath("in");
+    QDir(m_dir->path()).mkpath("out");
     const QString input = path("in/doc.pdf");
     TestPdf::write(input, TestPdf::pages(400));
-    QString target = operation == QLatin1String("properties") ? input : path("out/doc.pdf");
+    QString target = operation == "properties" ? input : path("out/doc.pdf");
     TestPdf::write(path("out/doc.pdf"), TestPdf::pages(1, QStringLiteral("old")));
-    if (failure == QLatin1String("missing folder")) {
+    if (failure == "missing folder") {
         target = path("none/doc.pdf");
-    } else if (failure == QLatin1String("not a PDF")) {
+    } else if (failure == "not a PDF") {
         QVERIFY(TestPdf::writeBytes(input, "%PDF-1.4\nnot really\n"));
-    } else if (failure == QLatin1String("damaged")) {
+    } else if (failure == "damaged") {
         // The catalog leads to no page tree, and the cross-reference offset is wrong.
         QByteArray bytes = contents(input);
         const qsizetype pages = bytes.indexOf("/Pages ") + 7;
         bytes.replace(pages, bytes.indexOf(' ', pages) - pages, "9999");
         bytes.replace(bytes.lastIndexOf("startxref") + 10, 1, "9");
         QVERIFY(TestPdf::writeBytes(input, bytes));
-    } else if (failure == QLatin1String("missing")) {
+    } else if (failure == "missing") {
         QFile::remove(input);
-    } else if (failure == QLatin1String("read-only file")) {
+    } else if (failure == "read-only file") {
         QFile::setPermissions(input, QFileDevice::ReadOwner | QFileDevice::ReadGroup);
-    } else if (failure == QLatin1String("read-only folder")) {
+    } else if (failure == "read-only folder") {
         QFile::setPermissions(path("in"), QFileDevice::ReadOwner | QFileDevice::ExeOwner);
     }
     const QByteArray inputBefore = contents(input);
@@ -484,15 +451,14 @@ void TestEngine::writeFailures()
     bool written = true;
     {
         std::signal(SIGXFSZ, SIG_IGN);
-        ScopedLimit size(RLIMIT_FSIZE,
-                         failure == QLatin1String("full disk") ? 64 * 1024 : RLIM_INFINITY);
-        if (operation == QLatin1String("merge")) {
+        ScopedLimit size(RLIMIT_FSIZE, failure == "full disk" ? 64 * 1024 : RLIM_INFINITY);
+        if (operation == "merge") {
             written = PDFTools::MergePdfs({input, input}, target);
-        } else if (operation == QLatin1String("split")) {
+        } else if (operation == "split") {
             written = PDFTools::SplitPdf(input, target, 1, 400);
-        } else if (operation == QLatin1String("crop")) {
+        } else if (operation == "crop") {
             written = PDFTools::CropPDF(input, {}, target, 0, 0, 100, 100, false);
-        } else if (operation == QLatin1String("watermark")) {
+        } else if (operation == "watermark") {
             WatermarkSettings settings;
             settings.text = QStringLiteral("Draft");
             written = PDFTools::WatermarkPDF(input, settings, target);
@@ -578,9 +544,9 @@ void TestEngine::propertiesSaved()
     QFETCH(bool, appended);
     TestPdf::Document document = TestPdf::pages(3);
     document.title = "Old";
-    document.objectStreams = kind == QLatin1String("stream");
-    document.hybrid = kind == QLatin1String("hybrid");
-    document.encrypt = kind == QLatin1String("encrypted");
+    document.objectStreams = kind == "stream";
+    document.hybrid = kind == "hybrid";
+    document.encrypt = kind == "encrypted";
     TestPdf::write(path("doc.pdf"), document);
     const QByteArray original = contents(path("doc.pdf"));
 
@@ -634,12 +600,12 @@ void TestEngine::propertiesOfRealDocuments()
     }
     // The UTF-8 strings of PDF 2.0 are read as text.
     QVERIFY(TestPdf::read(path("pdf20-utf8-test.pdf")).title.startsWith(QStringLiteral("表")));
-    // The XMP packet takes the new title and keywords; the author it alone knows stays.
-    const QByteArray xmp = TestPdf::read(path(names[0])).xmp;
-    QCOMPARE(xmpValues(xmp, dc, "title"), QStringList{"✓"});
-    QCOMPARE(xmpValues(xmp, dc, "creator"), QStringList{"John Doe"});
-    QCOMPARE(xmpValues(xmp, pdfNs, "Keywords"), QStringList{"q"});
-    QCOMPARE(xmpValues(xmp, "http://ns.adobe.com/pdfx/1.3/", "Style"), QStringList{"FooBarStyle"});
+    // The XMP packet takes the new title and keywords; what it alone knows stays.
+    const QStringList xmp = xmlTexts(TestPdf::read(path(names[0])).xmp);
+    QVERIFY(!xmp.contains("Sample PDF with XMP Metadata"));
+    for (const QString text : {"✓", "q", "John Doe", "FooBarStyle", "Martin Thoma"}) {
+        QVERIFY2(xmp.contains(text), qPrintable(text));
+    }
 }
 
 void TestEngine::xmpPacket_data()
@@ -684,9 +650,10 @@ void TestEngine::xmpPacket()
     const QByteArray xmp = Engine::updatedXmp(packet, values);
     QCOMPARE(xmp.isEmpty(), keywords.isEmpty());
     if (!xmp.isEmpty()) {
-        QCOMPARE(xmpValues(xmp, dc, "title"), QStringList{"A < B & \"C\""});
-        QCOMPARE(xmpValues(xmp, pdfNs, "Keywords"), QStringList{keywords});
-        QCOMPARE(xmpValues(xmp, dc, "creator"), xmpValues(packet, dc, "creator"));
+        const QStringList texts = xmlTexts(xmp);
+        QVERIFY(texts.contains("A < B & \"C\"") && texts.contains(keywords));
+        QVERIFY(!texts.contains("Old") && !texts.contains("k"));
+        QCOMPARE(texts.contains("Ann"), packet.contains("Ann"));
         QVERIFY(xmp.startsWith(packet.left(packet.indexOf("?>") + 2)));
     }
 }
