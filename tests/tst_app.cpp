@@ -135,12 +135,8 @@ private slots:
     void mergeThatDoesNotRun_data();
     void mergeThatDoesNotRun();
 
-    void splitWholeRun_data();
-    void splitWholeRun();
-    void splitThatCannotStart_data();
-    void splitThatCannotStart();
-    void splitOverwriteAnswersHoldAcrossDocuments();
-    void splitNeverReplacesAListedDocument();
+    void splitRuns_data();
+    void splitRuns();
     void splitControls();
     void splitFileNewAndProfiles();
     void windowClosedDuringARun();
@@ -585,85 +581,70 @@ void TestApp::mergeThatDoesNotRun()
     QVERIFY(child(&window, "buttonMergePDF")->isEnabled());
 }
 
-void TestApp::splitWholeRun_data()
+void TestApp::splitRuns_data()
 {
-    QTest::addColumn<QString>("expression"); // empty: consecutive runs
-    QTest::addColumn<QString>("pagesPerInterval");
-    QTest::addColumn<QString>("names");
-    QTest::addColumn<QString>("files"); // "name=markers; ..."
-    // clang-format off
-    row("runs of 2 pages, the last shorter", "", "2", "[FileName](Page[IntervalIndex])",
-        "a(Page1).pdf=a1 a2; a(Page2).pdf=a3; b(Page1).pdf=b1 b2");
-    row("page intervals, a repeated page twice", "[1-2],2,2", "1", "[FileName]_[IntervalIndex]",
-        "a_1.pdf=a1 a2; a_2.pdf=a2; a_3.pdf=a2; b_1.pdf=b1 b2; b_2.pdf=b2; b_3.pdf=b2");
-    // clang-format on
-}
-
-void TestApp::splitWholeRun()
-{
-    QFETCH(QString, expression);
-    QFETCH(QString, pagesPerInterval);
-    QFETCH(QString, names);
-    QFETCH(QString, files);
-    QDir(m_dir->path()).mkdir("out");
-    ViewControllerSplit window(m_alerts);
-    listDocuments(window, {document("a.pdf", 3), document("b.pdf", 2)});
-    chooseFolder(window, path("out"));
-    if (!expression.isEmpty()) {
-        QTest::mouseClick(child<QRadioButton>(&window, "radioIntervalSplit"), Qt::LeftButton);
-        child<QLineEdit>(&window, "textFieldPagesIntervals")->setText(expression);
-    }
-    child<QLineEdit>(&window, "textFieldPagesPerInterval")->setText(pagesPerInterval);
-    child<QLineEdit>(&window, "textFieldNames")->setText(names);
-
-    click(&window, "buttonSplitPDFDocuments");
-    QVERIFY(!child(&window, "textFieldNames")->isEnabled());
-    QVERIFY(!child<QAction>(&window, "actionNew")->isEnabled());
-    QVERIFY(!child<QAction>(&window, "actionLoadProfile")->isEnabled());
-    waitForRun(window);
-    QVERIFY(child<QAction>(&window, "actionNew")->isEnabled());
-    QVERIFY(child(&window, "textFieldNames")->isEnabled());
-    QCOMPARE(m_alerts.log, QStringList{splitText});
-    QCOMPARE(listing(path("out")), files);
-}
-
-void TestApp::splitThatCannotStart_data()
-{
-    // a.pdf of 3 pages and b.pdf of 2 pages are listed ("ab"), or b is deleted after that
-    // ("a"), or none is; the folder chosen is out, none, or one deleted after that ("missing").
+    // a.pdf (3 pages) and b.pdf (2 pages) are listed ("ab"), b deleted after that ("a"), or
+    // none is. The folder chosen: out, none, ".", or one deleted after that ("missing"); the
+    // listed files of out exist before the run, holding "old1". The fields as typed (empty:
+    // left as they are); the alerts in order; the output folder afterwards.
     QTest::addColumn<QString>("listed");
     QTest::addColumn<QString>("folder");
-    QTest::addColumn<QString>("pagesPerInterval");
-    QTest::addColumn<QString>("expression"); // empty: consecutive mode
-    QTest::addColumn<QString>("message");
-    const QString perInterval = "The number of pages per interval must be at least 1. Enter a "
-                                "number of pages and split again.";
+    QTest::addColumn<QString>("existing");
+    QTest::addColumn<QList<OverwriteAnswer>>("answers");
+    QTest::addColumn<QString>("perInterval");
+    QTest::addColumn<QString>("expression"); // empty: consecutive runs
+    QTest::addColumn<QString>("names");
+    QTest::addColumn<QString>("alerts");
+    QTest::addColumn<QString>("files");
+    using A = QList<OverwriteAnswer>;
+    const QString perInterval = "message|The number of pages per interval must be at least 1. "
+                                "Enter a number of pages and split again.";
     // clang-format off
-    row("empty list", "", "out", "1", "", "Select a document first.");
-    row("no folder", "ab", "", "1", "", "Please select an output folder.");
-    row("pages per interval below 1", "ab", "out", "0", "", perInterval);
-    row("pages per interval checked in interval mode too", "ab", "out", "", "1", perInterval);
-    row("a document without an interval", "ab", "out", "1", "[3-4]",
-        "No page interval of \"[3-4]\" lies within the 2 pages of <b>. Change the page intervals "
-        "and split again.");
-    row("a document deleted after it was listed", "a", "out", "1", "",
-        "The document <b> could not be opened: it was moved, deleted or damaged after it was "
-        "added. Remove it from the list and split again.");
-    row("a folder that is gone", "ab", "missing", "1", "",
-        "The output folder <missing> does not exist. Choose another folder.");
+    row("runs of 2 pages, the last shorter", "ab", "out", "", A{}, "2", "",
+        "[FileName](Page[IntervalIndex])", splitText,
+        "a(Page1).pdf=a1 a2; a(Page2).pdf=a3; b(Page1).pdf=b1 b2");
+    row("page intervals, a repeated page twice", "ab", "out", "", A{}, "1", "[1-2],2,2",
+        "[FileName]_[IntervalIndex]", splitText,
+        "a_1.pdf=a1 a2; a_2.pdf=a2; a_3.pdf=a2; b_1.pdf=b1 b2; b_2.pdf=b2; b_3.pdf=b2");
+    row("No to All holds for the next document", "ab", "out", "a(Page2) b(Page1)",
+        A{OverwriteAnswer::NoToAll}, "1", "", "", "ask|<out>/a(Page2).pdf | " + splitText,
+        "a(Page1).pdf=a1; a(Page2).pdf=old1; a(Page3).pdf=a3; b(Page1).pdf=old1; b(Page2).pdf=b2");
+    row("never over a listed document", "ab", ".", "", A{}, "1", "1", "[FileName]",
+        "message|Could not split PDF document(s).\n\nThese files are documents of the list and "
+        "were not replaced; change the file names:\n<a>\n<b>", "a.pdf=a1 a2 a3; b.pdf=b1 b2");
+    row("empty list", "", "out", "", A{}, "1", "", "", "message|Select a document first.", "");
+    row("no folder", "ab", "", "", A{}, "1", "", "", "message|Please select an output folder.", "");
+    row("pages per interval below 1", "ab", "out", "", A{}, "0", "", "", perInterval, "");
+    row("pages per interval checked in interval mode too", "ab", "out", "", A{}, "", "1", "",
+        perInterval, "");
+    row("a document without an interval", "ab", "out", "", A{}, "1", "[3-4]", "",
+        "message|No page interval of \"[3-4]\" lies within the 2 pages of <b>. Change the page "
+        "intervals and split again.", "");
+    row("a document deleted after it was listed", "a", "out", "", A{}, "1", "", "",
+        "message|The document <b> could not be opened: it was moved, deleted or damaged after "
+        "it was added. Remove it from the list and split again.", "");
+    row("a folder that is gone", "ab", "missing", "", A{}, "1", "", "",
+        "message|The output folder <missing> does not exist. Choose another folder.", "");
     // clang-format on
 }
 
-void TestApp::splitThatCannotStart()
+void TestApp::splitRuns()
 {
     QFETCH(QString, listed);
     QFETCH(QString, folder);
-    QFETCH(QString, pagesPerInterval);
+    QFETCH(QString, existing);
+    QFETCH(QList<OverwriteAnswer>, answers);
+    QFETCH(QString, perInterval);
     QFETCH(QString, expression);
-    QFETCH(QString, message);
+    QFETCH(QString, names);
+    QFETCH(QString, alerts);
+    QFETCH(QString, files);
     const QStringList both{document("a.pdf", 3), document("b.pdf", 2)};
     QDir(m_dir->path()).mkdir("out");
     QDir(m_dir->path()).mkdir("missing");
+    for (const QString &name : existing.split(' ', Qt::SkipEmptyParts)) {
+        TestPdf::write(path("out/" + name + ".pdf"), TestPdf::pages(1, "old"));
+    }
     ViewControllerSplit window(m_alerts);
     if (!listed.isEmpty()) {
         listDocuments(window, both);
@@ -672,64 +653,32 @@ void TestApp::splitThatCannotStart()
         QFile::remove(both[1]);
     }
     if (!folder.isEmpty()) {
-        chooseFolder(window, path(folder));
+        chooseFolder(window, folder == "." ? m_dir->path() : path(folder));
     }
-    if (folder == "missing") {
-        QDir(path(folder)).removeRecursively();
-    }
+    QDir(path("missing")).removeRecursively();
     if (!expression.isEmpty()) {
         QTest::mouseClick(child<QRadioButton>(&window, "radioIntervalSplit"), Qt::LeftButton);
         child<QLineEdit>(&window, "textFieldPagesIntervals")->setText(expression);
     }
-    child<QLineEdit>(&window, "textFieldPagesPerInterval")->setText(pagesPerInterval);
-
-    window.OnSplitPDFDocuments();
-    QVERIFY(!window.isRunning());
-    message.replace("<b>", both[1]).replace("<missing>", path("missing"));
-    QCOMPARE(m_alerts.log, QStringList{"message|" + message});
+    child<QLineEdit>(&window, "textFieldPagesPerInterval")->setText(perInterval);
+    if (!names.isEmpty()) {
+        child<QLineEdit>(&window, "textFieldNames")->setText(names);
+    }
+    m_alerts.answers = answers;
+    click(&window, "buttonSplitPDFDocuments");
+    if (window.isRunning()) {
+        QVERIFY(!child(&window, "textFieldNames")->isEnabled());
+        QVERIFY(!child<QAction>(&window, "actionNew")->isEnabled());
+        QVERIFY(!child<QAction>(&window, "actionLoadProfile")->isEnabled());
+        waitForRun(window);
+    }
+    QVERIFY(child(&window, "textFieldNames")->isEnabled());
     QVERIFY(child(&window, "buttonSplitPDFDocuments")->isEnabled());
-    QVERIFY(child(&window, "tableViewPDF")->isEnabled());
-    QCOMPARE(TestPdf::files(path("out")), QStringList{});
-}
-
-void TestApp::splitOverwriteAnswersHoldAcrossDocuments()
-{
-    QDir(m_dir->path()).mkdir("out");
-    // a(Page2) and b(Page1) exist already.
-    TestPdf::write(path("out/a(Page2).pdf"), TestPdf::pages(1, "old"));
-    TestPdf::write(path("out/b(Page1).pdf"), TestPdf::pages(1, "old"));
-    ViewControllerSplit window(m_alerts);
-    listDocuments(window, {document("a.pdf", 2), document("b.pdf", 2)});
-    chooseFolder(window, path("out"));
-    m_alerts.answers << OverwriteAnswer::NoToAll;
-    window.OnSplitPDFDocuments();
-    waitForRun(window);
-
-    // One question: the answer holds for the second document too.
-    QCOMPARE(m_alerts.log, (QStringList{"ask|" + path("out/a(Page2).pdf"), splitText}));
-    QCOMPARE(
-        listing(path("out")),
-        QStringLiteral("a(Page1).pdf=a1; a(Page2).pdf=old1; b(Page1).pdf=old1; b(Page2).pdf=b2"));
-}
-
-void TestApp::splitNeverReplacesAListedDocument()
-{
-    ViewControllerSplit window(m_alerts);
-    listDocuments(window, {document("a.pdf", 2), document("b.pdf", 2)});
-    const QByteArray before = contents(path("b.pdf"));
-    chooseFolder(window, m_dir->path());
-    // Each document's first page would be written over the document itself.
-    child<QRadioButton>(&window, "radioIntervalSplit")->click();
-    child<QLineEdit>(&window, "textFieldPagesIntervals")->setText("1");
-    child<QLineEdit>(&window, "textFieldNames")->setText("[FileName]");
-    window.OnSplitPDFDocuments();
-    waitForRun(window);
-    QCOMPARE(m_alerts.log,
-             QStringList{"message|Could not split PDF document(s).\n\nThese files are documents "
-                         "of the list and were not replaced; change the file names:\n"
-                         + paths("ab").join('\n')});
-    QCOMPARE(contents(path("b.pdf")), before);
-    QCOMPARE(TestPdf::read(path("a.pdf")).markers(), (QStringList{"a1", "a2"}));
+    QVERIFY(child<QAction>(&window, "actionNew")->isEnabled());
+    alerts.replace("<a>", both[0]).replace("<b>", both[1]);
+    alerts.replace("<out>", path("out")).replace("<missing>", path("missing"));
+    QCOMPARE(m_alerts.log.join(" | "), alerts);
+    QCOMPARE(listing(folder == "." ? m_dir->path() : path("out")), files);
 }
 
 void TestApp::splitControls()
