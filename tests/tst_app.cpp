@@ -209,9 +209,11 @@ void TestApp::admitFiles_data()
     row("panel: order kept, listed files and empty paths skipped",
         -1, Files{"e.pdf", "", "a.pdf", "d.pdf", "e.pdf"}, "abced", "");
     row("panel: damaged, encrypted and locked files rejected with one alert",
-        -1, Files{"d.pdf", "damaged.pdf", "encrypted.pdf", "locked.pdf", "e.pdf"}, "abcde", rejected);
+        -1, Files{"d.pdf", "damaged.pdf", "encrypted.pdf", "locked.pdf", "e.pdf"}, "abcde",
+        rejected);
     row("drop: a block above row 1; folder, text, missing and listed files skipped",
-        1, Files{"e.pdf", "folder", "F.PDF", "notes.txt", "gone.pdf", "b.pdf", "d.pdf"}, "aeFdbc", "");
+        1, Files{"e.pdf", "folder", "F.PDF", "notes.txt", "gone.pdf", "b.pdf", "d.pdf"}, "aeFdbc",
+        "");
     row("drop: a damaged file brings the alert after the drop",
         2, Files{"d.pdf", "damaged.pdf", "e.pdf"}, "abdec", rejected);
     // clang-format on

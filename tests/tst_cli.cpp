@@ -25,14 +25,15 @@ struct Result
     QString lastLine() const { return out.trimmed().section('\n', -1); }
 };
 
-// What a file holds, in one line: a picture's size; a PDF's pages by marker, each with its
-// media box when it is not US letter and "*" when a picture is drawn on it, then its title,
-// author, subject and keywords where they are set.
+// What a file holds, in one line: a picture's size and resolution; a PDF's pages by marker, each
+// with its media box when it is not US letter and "*" when a picture is drawn on it, then its
+// title, author, subject and keywords where they are set.
 QString describe(const QString &file)
 {
     if (file.endsWith(".png")) {
         const QImage image(file);
-        return QStringLiteral("%1x%2").arg(image.width()).arg(image.height());
+        const int dpi = qRound(image.dotsPerMeterX() * 0.0254);
+        return QStringLiteral("%1x%2 %3 dpi").arg(image.width()).arg(image.height()).arg(dpi);
     }
     const auto pdf = TestPdf::read(file);
     QStringList pages;
@@ -243,8 +244,9 @@ void TestCli::runs_data()
     row("watermark without its picture: the text", "watermark -d out --image missing.png b.pdf",
         0, stamped, "missing.png", "out/b_Watermarked.pdf: b1*");
 
-    row("render a turned page", "render a.pdf --page 2 -o p.png", 0, "", "", "p.png: 3168x2448");
-    row("render the first page", "render a.pdf -o p.png", 0, "", "", "p.png: 2448x3168");
+    row("render a turned page", "render a.pdf --page 2 -o p.png", 0, "", "",
+        "p.png: 3168x2448 288 dpi");
+    row("render the first page", "render a.pdf -o p.png", 0, "", "", "p.png: 2448x3168 288 dpi");
     row("render past the end", "render book.pdf --page 6 -o p.png", 1, "", "6 (it has 5)", "");
     row("render a missing document", "render gone.pdf -o p.png", 1, "", "gone.pdf", "");
     row("render a locked document", "render secret.pdf -o p.png", 1, "", "password", "");
