@@ -202,7 +202,6 @@ void TestEngine::loadTest_data()
     QTest::addColumn<QString>("file");
     QTest::addColumn<PDFTools::LoadStatus>("status");
     using S = PDFTools::LoadStatus;
-    // clang-format off
     row("plain", "plain.pdf", S::Loadable);
     row("owner password only", "owner.pdf", S::Encrypted);
     row("user password", "user.pdf", S::PasswordProtected);
@@ -214,7 +213,6 @@ void TestEngine::loadTest_data()
         corpus("005-libreoffice-writer-password_libreoffice-writer-password.pdf"),
         S::PasswordProtected);
     row("real: junk before the header", corpus("PDF 2.0 with offset start.pdf"), S::Loadable);
-    // clang-format on
 }
 
 void TestEngine::loadTest()
@@ -885,7 +883,6 @@ void TestEngine::xmpPacket_data()
     const QByteArray shortHand = packet(about + " pdf:Keywords=\"old\"/>");
     const QByteArray otherPrefix("<r:RDF xmlns:r=\"http://www.w3.org/1999/02/22-rdf-syntax-ns#\">"
                                  "<r:Description r:about=\"\"/></r:RDF>");
-    // clang-format off
     row("properties replaced, the others kept", full, true, "x, y");
     row("short-hand attribute replaced", shortHand, true, "x, y");
     row("keywords not set are kept", shortHand, false, "old");
@@ -893,7 +890,6 @@ void TestEngine::xmpPacket_data()
     row("another prefix for RDF", otherPrefix, true, "x, y");
     row("not well-formed", packet(about + "><dc:title>"), true, "");
     row("no RDF", QByteArray("<x:xmpmeta xmlns:x=\"adobe:ns:meta/\"/>"), true, "");
-    // clang-format on
 }
 
 void TestEngine::xmpPacket()

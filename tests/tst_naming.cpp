@@ -131,7 +131,6 @@ void TestNaming::outputPaths_data()
     const int doc = -1;
     const int runs = int(SplitMode::Consecutive);
     const int ivs = int(SplitMode::Intervals);
-    // clang-format off
     row("crop", "r.pdf", "[FileName]_Cropped", doc, "r_Cropped.pdf");
     row("watermark, empty template", "r.pdf", "", doc, "r.pdf");
     row("consecutive default", "r.pdf", "[FileName](Page[IntervalIndex])", runs, "r(Page2).pdf");
@@ -148,7 +147,6 @@ void TestNaming::outputPaths_data()
     row("name twice, unknown token", "r.pdf", "[FileName]-[FileName][Date]", doc, "r-r[Date].pdf");
     row("token text in the file name", "a[IntervalIndex].pdf", "[FileName]", runs, "a2.pdf");
     row("slash leads into a subfolder", "r.pdf", "sub/[FileName]", doc, "sub/r.pdf");
-    // clang-format on
 }
 
 void TestNaming::outputPaths()

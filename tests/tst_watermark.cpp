@@ -419,14 +419,10 @@ void TestWatermark::stampedPage_data()
     QTest::addColumn<int>("rotate");
     QTest::addColumn<QRectF>("cropBox"); // empty: none
     QTest::addColumn<WatermarkSettings>("settings");
-
     WatermarkSettings corner = textOnly("Copyright ©", 0);
     corner.textOpacity = 0.7;
     corner.imagePosition = 1;
     corner.imageOpacity = 0.7;
-    // clang-format off
-    row("defaults with a picture", QRectF(0, 0, 200, 150), 0, QRectF(), corner);
-
     WatermarkSettings moved = textOnly("Top right", 3);
     moved.textHorizontalOffset = -10;
     moved.textVerticalOffset = 20; // partly off the page
@@ -438,21 +434,22 @@ void TestWatermark::stampedPage_data()
     moved.imageVerticalOffset = -5;
     moved.rotationDegrees = 30;
     moved.scale = 1.5;
-    row("offsets, shadow, outline, turned picture", QRectF(0, 0, 200, 150), 0, QRectF(), moved);
-
     WatermarkSettings centre = textOnly("Two\nlines", 4);
     centre.imagePosition = 4;
     centre.imageOpacity = 0.5;
-    row("center", QRectF(0, 0, 150, 200), 0, QRectF(), centre);
-
     WatermarkSettings upright = textOnly("Upright", 3);
     upright.imagePosition = 0;
     upright.rotationDegrees = 90;
+    const QRectF wide(0, 0, 200, 150);
+    const QRectF shown(20, 30, 200, 150);
+    // clang-format off
+    row("defaults with a picture", wide, 0, QRectF(), corner);
+    row("offsets, shadow, outline, turned picture", wide, 0, QRectF(), moved);
+    row("center", QRectF(0, 0, 150, 200), 0, QRectF(), centre);
     row("page turned 90, box away from the origin", QRectF(50, 60, 200, 150), 90, QRectF(), upright);
-    row("page turned 180", QRectF(0, 0, 200, 150), 180, QRectF(), upright);
-    row("page turned 270, crop box", QRectF(0, 0, 250, 200), 270, QRectF(20, 30, 200, 150), upright);
-    row("crop box: placed in what is shown", QRectF(0, 0, 250, 200), 0, QRectF(20, 30, 200, 150),
-        corner);
+    row("page turned 180", wide, 180, QRectF(), upright);
+    row("page turned 270, crop box", QRectF(0, 0, 250, 200), 270, shown, upright);
+    row("crop box: placed in what is shown", QRectF(0, 0, 250, 200), 0, shown, corner);
     // clang-format on
 }
 
