@@ -7,7 +7,6 @@
 #include "app/viewcontrollermerge.h"
 #include "app/viewcontrollersplit.h"
 #include "engine/pdftools.h"
-#include "naming/outputnames.h"
 #include "scriptedalerts.h"
 #include "testpdf.h"
 
@@ -24,10 +23,8 @@
 #include <QTest>
 #include <QThreadPool>
 #include <QTimer>
-#include <QVBoxLayout>
 
 using Naming::OverwriteAnswer;
-using TestPdf::contents;
 using TestPdf::row;
 
 namespace {
@@ -69,44 +66,6 @@ QList<int> values(const QSignalSpy &progress)
     return values;
 }
 
-// A tool of the kind that writes one file per document into a folder, as Crop and Watermark
-// are: its step copies the document.
-class CopyTool : public ToolWindow
-{
-public:
-    explicit CopyTool(Alerts &alerts)
-        : ToolWindow(Tool::Crop, alerts, nullptr)
-    {
-        auto *layout = new QVBoxLayout(this);
-        auto *table = new PdfTableView(this);
-        layout->addWidget(table);
-        bar = new QProgressBar(this);
-        layout->addWidget(bar);
-        documents = new DocumentList(
-            table, "TableViewPdfCopy", DocumentList::Tooltip::ThreeLines, alerts, this);
-        finishSetup({table}, bar);
-    }
-
-    void OnRun(const QString &folder, const QString &names)
-    {
-        runPerDocument(
-            documents->listPdfPaths(),
-            folder,
-            {"There are no PDF documents to copy.",
-             "PDF document(s) copied successfully.",
-             "Could not copy PDF document(s)."},
-            [folder, names](const QString &input) {
-                return Naming::OutputPathForDocument(names, folder, input);
-            },
-            [](const QString &input, const QString &output) {
-                return PDFTools::MergePdfs({input}, output);
-            });
-    }
-
-    QProgressBar *bar;
-    DocumentList *documents;
-};
-
 } // namespace
 
 class TestApp : public QObject
@@ -122,8 +81,6 @@ private slots:
     void dropPosition();
     void listCommands();
     void tooltips();
-    void perDocumentRun_data();
-    void perDocumentRun();
     void mergeRuns_data();
     void mergeRuns();
     void splitRuns_data();
@@ -372,97 +329,15 @@ void TestApp::tooltips()
     twelve.pages[0].mediaBox = QRectF(0, 0, 595.9, 842.2);
     const QString a = path("a.pdf");
     TestPdf::write(a, twelve);
-    const QString size = "\nFile Size: " + PDFTools::FileSizeText(quint64(QFileInfo(a).size()));
-    ViewControllerMerge merge(m_alerts);
-    CopyTool crop(m_alerts);
-    QCOMPARE(merge.documents().tooltipText(a), "Number of Pages: 12" + size);
-    QCOMPARE(crop.documents->tooltipText(a), "Number of Pages: 12\nPage Size: 595 x 842" + size);
-    QCOMPARE(crop.documents->tooltipText(path("gone.pdf")),
-             "Number of Pages: 0\nPage Size: 0 x 0\nFile Size: " + PDFTools::FileSizeText(0));
+    ViewControllerMerge window(m_alerts);
+    DocumentList &list = listDocuments(window, {a});
+    const QString size = PDFTools::FileSizeText(quint64(QFileInfo(a).size()));
+    QCOMPARE(list.tooltipText(a), "Number of Pages: 12\nFile Size: " + size);
+    QCOMPARE(list.tooltipText(path("gone.pdf")), "Number of Pages: 0\nFile Size: 0 B");
     // The table asks afresh: the tooltip follows the file.
-    DocumentList &list = listDocuments(merge, {a});
     TestPdf::write(a, TestPdf::pages(3));
     QVERIFY(
         list.data(list.index(0), Qt::ToolTipRole).toString().startsWith("Number of Pages: 3\n"));
-}
-
-void TestApp::perDocumentRun_data()
-{
-    // Documents a, b, c... copied into out/, or each over itself ("."), or with no folder chosen;
-    // the outputs listed in existing are there before the run, holding "old1". The alerts in
-    // order, the output folder afterwards and the progress shown.
-    QTest::addColumn<QString>("documents");
-    QTest::addColumn<QString>("existing");
-    QTest::addColumn<QList<OverwriteAnswer>>("answers");
-    QTest::addColumn<QString>("folder");
-    QTest::addColumn<bool>("deleteSecond"); // after it was listed
-    QTest::addColumn<QString>("alerts");
-    QTest::addColumn<QString>("files");
-    QTest::addColumn<QList<int>>("progress");
-    using A = QList<OverwriteAnswer>;
-    const auto no = OverwriteAnswer::No;
-    const auto all = OverwriteAnswer::YesToAll;
-    const QString copied = "message|PDF document(s) copied successfully.";
-    const QString failed = "message|Could not copy PDF document(s).";
-    // clang-format off
-    row("four documents", "abcd", "", A{}, "out", false, copied,
-        "a.pdf=a1; b.pdf=b1; c.pdf=c1; d.pdf=d1", QList{25, 50, 75, 0});
-    row("No, then Yes to All: no third question", "abc", "abc", A{no, all}, "out", false,
-        "ask|<out>/a.pdf | ask|<out>/b.pdf | " + copied, "a.pdf=old1; b.pdf=b1; c.pdf=c1",
-        QList{33, 67, 0});
-    row("the only document as its own output, answered Yes", "a", "", A{OverwriteAnswer::Yes},
-        ".", false, "ask|<out>/a.pdf | " + failed, "a.pdf=a1", QList<int>{});
-    row("the only document as its own output, answered No", "a", "", A{no}, ".", false,
-        "ask|<out>/a.pdf | " + copied, "a.pdf=a1", QList<int>{});
-    row("listed documents as outputs are never written", "ab", "", A{all}, ".", false,
-        "ask|<out>/a.pdf | " + failed, "a.pdf=a1; b.pdf=b1", QList{50, 0});
-    row("a document deleted after it was listed ends the run", "abc", "", A{}, "out", true,
-        failed, "a.pdf=a1", QList<int>{});
-    row("nothing listed", "", "", A{}, "out", false,
-        "message|There are no PDF documents to copy.", "", QList<int>{});
-    row("no folder", "ab", "", A{}, "", false, "message|Please select an output folder.", "",
-        QList<int>{});
-    // clang-format on
-}
-
-void TestApp::perDocumentRun()
-{
-    QFETCH(QString, documents);
-    QFETCH(QString, existing);
-    QFETCH(QList<OverwriteAnswer>, answers);
-    QFETCH(QString, folder);
-    QFETCH(bool, deleteSecond);
-    QFETCH(QString, alerts);
-    QFETCH(QString, files);
-    QFETCH(QList<int>, progress);
-    QDir(m_dir->path()).mkdir("out");
-    const QString out = folder == "." ? m_dir->path() : path("out");
-    for (const QChar letter : existing) {
-        TestPdf::write(out + "/" + letter + ".pdf", TestPdf::pages(1, "old"));
-    }
-    QList<QByteArray> before;
-    for (const QChar letter : documents) {
-        before << contents(document(letter + QString(".pdf")));
-    }
-    CopyTool tool(m_alerts);
-    listDocuments(tool, paths(documents));
-    if (deleteSecond) {
-        QFile::remove(path("b.pdf"));
-    }
-    m_alerts.answers = answers;
-    QSignalSpy bar(tool.bar, &QProgressBar::valueChanged);
-    tool.OnRun(folder.isEmpty() ? QString() : out, "[FileName]");
-    if (tool.isRunning()) {
-        waitForRun(tool);
-    }
-    QCOMPARE(m_alerts.log.join(" | "), alerts.replace("<out>", out));
-    QCOMPARE(listing(out), files);
-    QCOMPARE(values(bar), progress);
-    for (int i = 0; i < documents.size(); ++i) {
-        if (!deleteSecond || i != 1) {
-            QCOMPARE(contents(paths(documents)[i]), before[i]); // never changed
-        }
-    }
 }
 
 void TestApp::mergeRuns_data()
@@ -499,12 +374,8 @@ void TestApp::mergeRuns()
     document("c.pdf", 3);
     QDir(m_dir->path()).mkdir("out");
     ViewControllerMerge window(m_alerts);
-    if (!listed.isEmpty()) {
-        listDocuments(window, paths(listed));
-    }
-    if (!output.isEmpty()) {
-        m_alerts.saveFiles << path(output);
-    }
+    listDocuments(window, paths(listed));
+    m_alerts.saveFiles << (output.isEmpty() ? QString() : path(output));
     QSignalSpy bar(child<QProgressBar>(&window, "progressIndicatorMerge"),
                    &QProgressBar::valueChanged);
     click(&window, "buttonMergePDF");
@@ -514,18 +385,15 @@ void TestApp::mergeRuns()
                                  "buttonRemoveSelected",
                                  "buttonRemoveAll",
                                  "buttonMoveUp",
-                                 "buttonMoveDown",
                                  "buttonMergePDF"}) {
             QVERIFY2(!child(&window, name)->isEnabled(), name);
         }
         waitForRun(window);
     }
     QVERIFY(child(&window, "buttonMergePDF")->isEnabled());
-    QVERIFY(child(&window, "tableViewPDF")->isEnabled());
     QCOMPARE(m_alerts.log.join(" | "), alerts.replace("<dir>", m_dir->path()));
-    const QString target
-        = path(output.endsWith(".pdf") || output.isEmpty() ? output : output + ".pdf");
-    QCOMPARE(TestPdf::read(target).markers().join(' '), markers);
+    const QString target = output.endsWith(".pdf") ? output : output + ".pdf";
+    QCOMPARE(TestPdf::read(path(target)).markers().join(' '), markers);
     QCOMPARE(values(bar), progress);
     QCOMPARE(window.documents().listPdfPaths(), paths(listed)); // the list survives the run
 }
