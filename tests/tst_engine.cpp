@@ -688,26 +688,26 @@ void TestEngine::writeFailures()
     QDir(m_dir->path()).mkpath("out");
     const QString input = path("in/doc.pdf");
     TestPdf::write(input, TestPdf::pages(400));
+    TestPdf::write(path("out/doc.pdf"), TestPdf::pages(1, "old"));
     QString target = operation == "properties" ? input : path("out/doc.pdf");
-    TestPdf::write(path("out/doc.pdf"), TestPdf::pages(1, QStringLiteral("old")));
+    QByteArray bytes = contents(input);
     if (failure == "missing folder") {
         target = path("none/doc.pdf");
     } else if (failure == "not a PDF") {
-        QVERIFY(TestPdf::writeBytes(input, "%PDF-1.4\nnot really\n"));
+        bytes = "%PDF-1.4\nnot really\n";
     } else if (failure == "damaged") {
         // The catalog leads to no page tree, and the cross-reference offset is wrong.
-        QByteArray bytes = contents(input);
         const qsizetype pages = bytes.indexOf("/Pages ") + 7;
         bytes.replace(pages, bytes.indexOf(' ', pages) - pages, "9999");
         bytes.replace(bytes.lastIndexOf("startxref") + 10, 1, "9");
-        QVERIFY(TestPdf::writeBytes(input, bytes));
-    } else if (failure == "missing") {
-        QFile::remove(input);
-    } else if (failure == "read-only file") {
-        QFile::setPermissions(input, QFileDevice::ReadOwner | QFileDevice::ReadGroup);
-    } else if (failure == "read-only folder") {
-        QFile::setPermissions(path("in"), QFileDevice::ReadOwner | QFileDevice::ExeOwner);
     }
+    QVERIFY(TestPdf::writeBytes(input, bytes));
+    if (failure == "missing") {
+        QFile::remove(input);
+    }
+    const auto readOnly = QFileDevice::ReadOwner | QFileDevice::ExeOwner;
+    QFile::setPermissions(failure == "read-only folder" ? path("in") : input,
+                          failure.startsWith("read-only") ? readOnly : QFile::permissions(input));
     const QByteArray inputBefore = contents(input);
     const QByteArray targetBefore = contents(target);
     const QStringList before = TestPdf::files(path("in")) + TestPdf::files(path("out"));
@@ -715,22 +715,16 @@ void TestEngine::writeFailures()
     {
         std::signal(SIGXFSZ, SIG_IGN);
         ScopedLimit size(RLIMIT_FSIZE, failure == "full disk" ? 64 * 1024 : RLIM_INFINITY);
-        if (operation == "merge") {
-            written = PDFTools::MergePdfs({input, input}, target);
-        } else if (operation == "split") {
-            written = PDFTools::SplitPdf(input, target, 1, 400);
-        } else if (operation == "crop") {
-            written = PDFTools::CropPDF(input, {}, target, 0, 0, 100, 100, false);
-        } else if (operation == "watermark") {
-            WatermarkSettings settings;
-            settings.text = QStringLiteral("Draft");
-            written = PDFTools::WatermarkPDF(input, settings, target);
-        } else {
-            written = PDFTools::ChangedDocumentsPropertiesWithPdfPath(input, "New", "", "", "");
-        }
+        WatermarkSettings text;
+        text.text = "Draft";
+        written = operation == "merge"   ? PDFTools::MergePdfs({input, input}, target)
+                  : operation == "split" ? PDFTools::SplitPdf(input, target, 1, 400)
+                  : operation == "crop"  ? PDFTools::CropPDF(input, {}, target, 0, 0, 99, 99, false)
+                  : operation == "watermark"
+                      ? PDFTools::WatermarkPDF(input, text, target)
+                      : PDFTools::ChangedDocumentsPropertiesWithPdfPath(input, "New", "", "", "");
     }
-    QFile::setPermissions(path("in"),
-                          QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+    QFile::setPermissions(path("in"), readOnly | QFileDevice::WriteOwner);
     QVERIFY(!written);
     QCOMPARE(contents(input), inputBefore);
     QCOMPARE(contents(target), targetBefore);
