@@ -30,6 +30,12 @@ std::string box(const QRectF &r)
         .toStdString();
 }
 
+QByteArray toBytes(const std::shared_ptr<Buffer> &buffer)
+{
+    return QByteArray(reinterpret_cast<const char *>(buffer->getBuffer()),
+                      qsizetype(buffer->getSize()));
+}
+
 QRectF toRect(Object box)
 {
     const auto r = box.getArrayAsRectangle();
@@ -208,18 +214,14 @@ ReadDocument read(const QString &path)
         pdf.setSuppressWarnings(true);
         pdf.processFile(QFile::encodeName(path).constData());
         result.version = QString::fromStdString(pdf.getPDFVersion());
-        const auto &pages = pdf.getAllPages();
         std::map<QPDFObjGen, int> index;
-        std::set<QPDFObjGen> images;
-        for (size_t i = 0; i < pages.size(); ++i) {
-            index[pages[i].getObjGen()] = int(i);
+        for (const auto &page : pdf.getAllPages()) {
+            index.emplace(page.getObjGen(), int(index.size()));
         }
-        Object nameTree;
         auto names = pdf.getRoot().getKey("/Names");
-        if (names.isDictionary()) {
-            nameTree = names.getKey("/Dests");
-        }
-        for (auto page : pages) {
+        Object nameTree = names.isDictionary() ? names.getKey("/Dests") : Object();
+        std::set<QPDFObjGen> images;
+        for (auto page : pdf.getAllPages()) {
             QPDFPageObjectHelper helper(page);
             ReadPage read;
             read.mediaBox = toRect(helper.getMediaBox());
@@ -233,26 +235,11 @@ ReadDocument read(const QString &path)
             read.rotate = rotate.isInteger() ? rotate.getIntValueAsInt() : 0;
             Pl_Buffer buffer("contents");
             helper.pipeContents(&buffer);
-            const auto data = buffer.getBufferSharedPointer();
-            const std::string content(reinterpret_cast<const char *>(data->getBuffer()),
-                                      data->getSize());
-            const auto match = QRegularExpression(QStringLiteral("marker:(\\S+)"))
-                                   .match(QString::fromStdString(content));
-            if (match.hasMatch()) {
-                read.marker = match.captured(1);
-            }
-            read.content = QByteArray::fromStdString(content);
-            auto resources = helper.getAttribute("/Resources", false);
-            auto xobjects
-                = resources.isDictionary() ? resources.getKey("/XObject") : Object::newNull();
-            if (xobjects.isDictionary()) {
-                for (auto [name, xobject] : xobjects.ditems()) {
-                    if (xobject.isStream()
-                        && xobject.getDict().getKey("/Subtype").isNameAndEquals("/Image")) {
-                        read.images << QString::fromStdString(name);
-                        images.insert(xobject.getObjGen());
-                    }
-                }
+            read.content = toBytes(buffer.getBufferSharedPointer());
+            read.marker = QRegularExpression("marker:(\\S+)").match(read.content).captured(1);
+            for (auto [name, xobject] : helper.getImages()) {
+                read.images << QString::fromStdString(name);
+                images.insert(xobject.getObjGen());
             }
             auto annots = page.getKey("/Annots");
             for (int k = 0; annots.isArray() && k < annots.getArrayNItems(); ++k) {
@@ -264,18 +251,17 @@ ReadDocument read(const QString &path)
                 if (dest.isNull() && annot.getKey("/A").isDictionary()) {
                     dest = annot.getKey("/A").getKey("/D");
                 }
+                Object found;
                 if (dest.isString() && nameTree.isDictionary()) {
-                    QPDFNameTreeObjectHelper tree(nameTree, pdf);
-                    Object found;
-                    dest = tree.findObject(dest.getUTF8Value(), found) ? found : Object::newNull();
+                    dest = QPDFNameTreeObjectHelper(nameTree, pdf)
+                                   .findObject(dest.getUTF8Value(), found)
+                               ? found
+                               : Object::newNull();
                 }
-                int target = -1;
-                if (dest.isArray() && dest.getArrayNItems() > 0
-                    && dest.getArrayItem(0).isIndirect()) {
-                    const auto found = index.find(dest.getArrayItem(0).getObjGen());
-                    target = found == index.end() ? -1 : found->second;
-                }
-                read.links << target;
+                const auto target = dest.isArray() && dest.getArrayNItems() > 0
+                                        ? index.find(dest.getArrayItem(0).getObjGen())
+                                        : index.end();
+                read.links << (target == index.end() ? -1 : target->second);
             }
             result.pages << read;
         }
@@ -290,9 +276,7 @@ ReadDocument read(const QString &path)
         result.keywords = infoText("/Keywords");
         auto metadata = pdf.getRoot().getKey("/Metadata");
         if (metadata.isStream()) {
-            const auto data = metadata.getStreamData();
-            result.xmp = QByteArray(reinterpret_cast<const char *>(data->getBuffer()),
-                                    qsizetype(data->getSize()));
+            result.xmp = toBytes(metadata.getStreamData());
         }
         result.clean = !pdf.anyWarnings();
         result.imageObjects = int(images.size());

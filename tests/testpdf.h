@@ -19,37 +19,26 @@ struct Page
     QRectF mediaBox{0, 0, 612, 792}; // x, y (lower-left), width, height in points
     int rotate = 0;
     QString marker; // written into the page's content as "% marker:<text>"
-    std::optional<QRectF> cropBox;
-    std::optional<QRectF> trimBox;
-    // A link annotation to this 0-based page of the same document (explicit destination).
-    std::optional<int> linkTo;
-    // A link through a named destination (a string in the /Names /Dests tree) to this page.
-    std::optional<int> namedLinkTo;
+    std::optional<QRectF> cropBox, trimBox;
+    // Link annotations to a 0-based page of the same document: by an explicit destination, and
+    // through a named one (in the /Names /Dests tree).
+    std::optional<int> linkTo, namedLinkTo;
     // A square annotation over this rectangle (points) whose appearance fills it red.
     std::optional<QRectF> redStamp;
-    // Inherit /Rotate and /CropBox from the page tree instead of the page (a tree of one node
-    // per page).
+    // /Rotate and /CropBox inherited from a node of the page tree of its own.
     bool inheritBoxes = false;
 };
 
 struct Document
 {
     QList<Page> pages;
-    QString title;
-    QString author;
-    QString subject;
-    QString keywords;
+    QString title, author, subject, keywords;
     QString version = QStringLiteral("1.4");
-    // Inherit the first page's media box from the page tree instead of the page.
-    bool inheritMediaBox = false;
-    // An owner password (opens without asking, but is encrypted).
-    bool encrypt = false;
-    // A user password (does not open without it).
-    bool userPassword = false;
-    // No information dictionary at all (the four texts above are then not written).
-    bool noInfo = false;
-    // Objects in object streams, found through a cross-reference stream.
-    bool objectStreams = false;
+    bool inheritMediaBox = false; // the first page's, from the page tree
+    bool encrypt = false;         // an owner password: opens without asking
+    bool userPassword = false;    // does not open without it
+    bool noInfo = false;          // no information dictionary at all
+    bool objectStreams = false;   // found through a cross-reference stream
     // Object streams, and a cross-reference table after them that leads to the stream through
     // /XRefStm, as some writers make for readers that predate streams.
     bool hybrid = false;
@@ -63,34 +52,25 @@ void write(const QString &path, const Document &document);
 struct ReadPage
 {
     QRectF mediaBox;
-    std::optional<QRectF> cropBox;
-    std::optional<QRectF> trimBox;
+    std::optional<QRectF> cropBox, trimBox;
     int rotate = 0;
     QString marker;
-    // For each link annotation: the 0-based index of the page it leads to in this document,
-    // -1 when it leads nowhere (null or missing page).
+    // Per link annotation, the 0-based page it leads to; -1 for nowhere.
     QList<int> links;
-    // The page's content, its streams joined.
-    QByteArray content;
-    // Names of the image XObjects among the page's resources.
-    QStringList images;
+    QByteArray content; // the page's content streams, joined
+    QStringList images; // names of the image XObjects among the page's resources
 };
 
 struct ReadDocument
 {
     bool opened = false;
-    int warnings = 0; // qpdf's, reading the whole document
+    bool clean = false; // read without a warning: no repair was needed
+    int warnings = 0;   // qpdf's, reading every object
     QString version;
     QList<ReadPage> pages;
-    QString title;
-    QString author;
-    QString subject;
-    QString keywords;
+    QString title, author, subject, keywords;
     QByteArray xmp;
-    // Read without a warning: no repair was needed.
-    bool clean = false;
-    // Distinct image XObjects used by the pages' resources.
-    int imageObjects = 0;
+    int imageObjects = 0; // distinct image XObjects used by the pages
     QStringList markers() const;
 };
 
