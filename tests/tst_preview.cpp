@@ -1,20 +1,172 @@
-// Page images, the crop preview and the PNG writer.
+// Page images, the crop preview, the PNG writer, and the watermark: the fonts, the pictures'
+// natural sizes, the text and picture canvases, and stamped documents as poppler renders them,
+// pixel for pixel against the engine's whole canvases.
 
 #include "engine/pdftools.h"
+#include "preview/fontlist.h"
 #include "preview/imagetools.h"
+#include "preview/picturefile.h"
 #include "preview/pngfile.h"
+#include "preview/watermarkdrawing.h"
 #include "testpdf.h"
 
+#include <QBuffer>
+#include <QFileInfo>
+#include <QFontDatabase>
+#include <QPainter>
+#include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QThreadPool>
 
+#include <optional>
+
+Q_DECLARE_METATYPE(WatermarkSettings)
 Q_DECLARE_METATYPE(TestPdf::Page)
 Q_DECLARE_METATYPE(QList<QPointF>)
 
 using TestPdf::row;
 
 namespace {
+
+// The page as viewers show it (its crop box), drawn by poppler at 4 pixels per point (288 dpi)
+// on white. Poppler's cairo renderer draws an image placed pixel on pixel as it is; pdftoppm's
+// own smooths it by half a pixel.
+QImage poppler(const QString &pdf, int page)
+{
+    QTemporaryDir dir;
+    const QString number = QString::number(page);
+    QProcess process;
+    process.start("pdftocairo",
+                  QString("-cropbox -r 288 -png -singlefile -f %1 -l %1").arg(number).split(' ')
+                      + QStringList{pdf, dir.filePath("page")});
+    process.waitForFinished(120000);
+    return QImage(dir.filePath("page.png")).convertToFormat(QImage::Format_RGB32);
+}
+
+// Pixels where the two images differ by more than 40 in any channel.
+int differingPixels(const QImage &a, const QImage &b)
+{
+    if (a.size() != b.size()) {
+        return a.width() * a.height() + 1;
+    }
+    int count = 0;
+    for (int y = 0; y < a.height(); ++y) {
+        for (int x = 0; x < a.width(); ++x) {
+            const QRgb p = a.pixel(x, y);
+            const QRgb q = b.pixel(x, y);
+            count += std::abs(qRed(p) - qRed(q)) > 40 || std::abs(qGreen(p) - qGreen(q)) > 40
+                     || std::abs(qBlue(p) - qBlue(q)) > 40;
+        }
+    }
+    return count;
+}
+
+// The smallest rectangle holding every pixel with at least minimumAlpha.
+QRect inkRect(const QImage &image, int minimumAlpha = 1)
+{
+    const QImage argb = image.convertToFormat(QImage::Format_ARGB32);
+    QRect ink;
+    for (int y = 0; y < argb.height(); ++y) {
+        const auto *line = reinterpret_cast<const QRgb *>(argb.constScanLine(y));
+        for (int x = 0; x < argb.width(); ++x) {
+            if (qAlpha(line[x]) >= minimumAlpha) {
+                ink |= QRect(x, y, 1, 1);
+            }
+        }
+    }
+    return ink;
+}
+
+// A picture of size pixels declaring dpi: opaque orange, a blue band along its right edge (a
+// turn or a mirror shows) and a transparent hole.
+QImage testPicture(QSize size, double dpi = 72)
+{
+    QImage image(size, QImage::Format_ARGB32);
+    image.fill(QColor(255, 128, 0));
+    QPainter painter(&image);
+    const int w = size.width();
+    const int h = size.height();
+    painter.fillRect(w * 3 / 4, 0, w - w * 3 / 4, h, Qt::blue);
+    painter.setCompositionMode(QPainter::CompositionMode_Source);
+    painter.fillRect(w / 4, h / 4, w / 4, h / 4, Qt::transparent);
+    painter.end();
+    image.setDotsPerMeterX(qRound(dpi / 0.0254));
+    image.setDotsPerMeterY(qRound(dpi / 0.0254));
+    return image;
+}
+
+QByteArray encoded(const QImage &image, const char *format)
+{
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, format);
+    return bytes;
+}
+
+// A family that writes Latin text: symbol faces claim Latin too, with pictographs for letters.
+bool writesText(const QString &family)
+{
+    const auto systems = QFontDatabase::writingSystems(family);
+    return systems.contains(QFontDatabase::Latin) && !systems.contains(QFontDatabase::Symbol);
+}
+
+WatermarkSettings textOnly(const QString &text, qint64 position)
+{
+    WatermarkSettings settings;
+    settings.text = text;
+    settings.textFontType = FontList::resolveFamily("Arial");
+    settings.textPosition = position;
+    settings.textOpacity = 1;
+    return settings;
+}
+
+// The engine's text canvas for the settings.
+QImage textCanvas(QSize size, const WatermarkSettings &s)
+{
+    return PDFTools::CreateTextWatermark(size,
+                                         s.text,
+                                         s.textFontType,
+                                         s.textFontSize,
+                                         s.textColor,
+                                         s.textOpacity,
+                                         s.textPosition,
+                                         s.textVerticalOffset,
+                                         s.textHorizontalOffset,
+                                         s.useShadow,
+                                         s.useStroke);
+}
+
+// The whole canvases of the engine drawn over a page image, as the output must show them.
+QImage composite(QImage page, const WatermarkSettings &s)
+{
+    QPainter painter(&page);
+    painter.drawImage(0,
+                      0,
+                      PDFTools::CreateImageWatermark(page.size(),
+                                                     s.imagePath,
+                                                     s.imageOpacity,
+                                                     s.scale,
+                                                     s.rotationDegrees,
+                                                     s.imagePosition,
+                                                     s.imageVerticalOffset,
+                                                     s.imageHorizontalOffset));
+    painter.drawImage(0, 0, textCanvas(page.size(), s));
+    return page;
+}
+
+// Pixels of the watermark (where expected and page differ) and of them, those that actual
+// gets wrong: a hundredth is allowed for the edges of glyphs and turned pictures.
+void compareStamp(const QImage &actual, const QImage &expected, const QImage &page)
+{
+    QCOMPARE(actual.size(), expected.size());
+    const int watermark = differingPixels(expected, page);
+    QVERIFY2(watermark > 1000, "the watermark shows");
+    const int wrong = differingPixels(actual, expected);
+    QVERIFY2(wrong <= watermark / 100,
+             qPrintable(QStringLiteral("%1 of %2 pixels differ").arg(wrong).arg(watermark)));
+}
 
 const QRgb White = qRgb(255, 255, 255);
 const QRgb Blue = qRgb(0, 0, 255);
@@ -43,9 +195,31 @@ private slots:
     void cropPreview_data();
     void cropPreview();
     void pngRoundTrip();
+    void fonts();
+    void naturalSize_data();
+    void naturalSize();
+    void textAppearance_data();
+    void textAppearance();
+    void textLayout();
+    void pictureCanvas_data();
+    void pictureCanvas();
+    void stampedPage_data();
+    void stampedPage();
+    void previewMatchesOutput();
+    void oneImagePerLook();
+    void updateOrWhole_data();
+    void updateOrWhole();
+    void failures();
+    void pictureReplacedBetweenDocuments();
 
 private:
     QString path(const QString &name) const { return m_dir->filePath(name); }
+    // A 60 x 40 test picture at 72 dpi.
+    QString picture()
+    {
+        testPicture({60, 40}).save(path("picture.png"));
+        return path("picture.png");
+    }
     // A document whose second page is page: page images of a document's first page alone could
     // hide an index off by one.
     QString document(const TestPdf::Page &page)
@@ -238,5 +412,410 @@ void TestPreview::pngRoundTrip()
     QVERIFY(!decoded.hasAlphaChannel() && decoded.convertToFormat(QImage::Format_RGB32) == opaque);
 }
 
-QTEST_GUILESS_MAIN(TestPreview)
+void TestPreview::fonts()
+{
+    // A name is drawn with its metric twin where one is installed.
+    const QList<std::pair<QString, QString>> twins{{"Arial", "Liberation Sans"},
+                                                   {"Times New Roman", "Liberation Serif"},
+                                                   {"Comic Sans MS", "Comic Neue"}};
+    for (const auto &[name, twin] : twins) {
+        if (QFontDatabase::families().contains(twin)) {
+            QCOMPARE(FontList::resolveFamily(name), twin);
+        }
+    }
+    // Every name of the window's list, one no face has and none resolve to a family that
+    // writes Latin text (not a symbol face such as one named Impact may be).
+    QStringList families{FontList::resolveFamily("Impact"),
+                         FontList::resolveFamily("No Such Font 3000"),
+                         FontList::resolveFamily(QString()),
+                         FontList::GetTextFontType(-1)};
+    for (int i = 0; i < FontList::names().size(); ++i) {
+        families << FontList::GetTextFontType(i);
+    }
+    for (const QString &family : families) {
+        QVERIFY2(writesText(family), qPrintable(family));
+    }
+    QCOMPARE(FontList::names()[FontList::DefaultIndex], QStringLiteral("Arial"));
+    // The engine draws a name with the family it resolves to.
+    WatermarkSettings settings = textOnly("Copyright", 0);
+    const QImage resolved = textCanvas({800, 200}, settings);
+    settings.textFontType = "Arial";
+    QCOMPARE(textCanvas({800, 200}, settings), resolved);
+}
+
+void TestPreview::naturalSize_data()
+{
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<QSizeF>("points");
+    const QImage at144 = testPicture({144, 72}, 144);
+    QByteArray undeclared = encoded(at144, "PNG"); // without its pHYs chunk
+    undeclared.remove(undeclared.indexOf("pHYs") - 4, 4 + 4 + 9 + 4);
+    row("PNG at 144 dpi", encoded(at144, "PNG"), QSizeF(72, 36));
+    // 96 dpi is also what Qt assumes when a file declares nothing: it must still count.
+    row("PNG at 96 dpi", encoded(testPicture({96, 48}, 96), "PNG"), QSizeF(72, 36));
+    row("PNG declaring nothing", undeclared, QSizeF(144, 72));
+    row("JPEG at 144 dpi", encoded(at144, "JPEG"), QSizeF(72, 36));
+    row("TIFF at 144 dpi", encoded(at144, "TIFF"), QSizeF(72, 36));
+    row("SVG: its own units are points",
+        QByteArray("<svg xmlns='http://www.w3.org/2000/svg' width='50' height='20'>"
+                   "<rect width='50' height='20' fill='red'/></svg>"),
+        QSizeF(50, 20));
+    row("not a picture", QByteArray("%PDF-1.4 nothing to see"), QSizeF());
+}
+
+void TestPreview::naturalSize()
+{
+    QFETCH(QByteArray, bytes);
+    QFETCH(QSizeF, points);
+    QVERIFY(TestPdf::writeBytes(path("picture"), bytes));
+    const PictureFile picture = PictureFile::load(path("picture"), 2, 4);
+    QCOMPARE(picture.isNull(), points.isEmpty());
+    if (!picture.isNull()) {
+        // Resolutions are stored in whole pixels per metre: 144 dpi is 5669 of them.
+        const QSizeF natural = picture.naturalSize();
+        const QSizeF drawn = picture.drawnSize() / 8;
+        QVERIFY2(std::abs(natural.width() - points.width()) < 0.01
+                     && std::abs(natural.height() - points.height()) < 0.01
+                     && std::abs(drawn.width() - points.width()) < 0.01,
+                 qPrintable(QStringLiteral("%1 x %2").arg(natural.width()).arg(natural.height())));
+    }
+}
+
+void TestPreview::textAppearance_data()
+{
+    QTest::addColumn<bool>("shadow");
+    QTest::addColumn<bool>("stroke");
+    QTest::addColumn<QColor>("color");
+    QTest::addColumn<double>("opacity");
+    // The colour's own alpha is not used: the opacity is.
+    row("red at half opacity", false, false, QColor(255, 0, 0, 50), 0.5);
+    row("outline", false, true, QColor(Qt::white), 1.0);
+    row("shadow", true, false, QColor(Qt::white), 1.0);
+}
+
+void TestPreview::textAppearance()
+{
+    QFETCH(bool, shadow);
+    QFETCH(bool, stroke);
+    QFETCH(QColor, color);
+    QFETCH(double, opacity);
+    WatermarkSettings s = textOnly("IH", 4);
+    s.textFontSize = 60;
+    s.textColor = color;
+    s.textOpacity = opacity;
+    const QImage plain = textCanvas({1600, 800}, s);
+    s.useShadow = shadow;
+    s.useStroke = stroke;
+    const QImage styled = textCanvas({1600, 800}, s);
+
+    // The glyphs' insides carry the colour's RGB at the opacity; the text is centred.
+    const int alpha = qRound(opacity * 255);
+    const QRect ink = inkRect(plain, alpha);
+    const QColor inside = plain.pixelColor(ink.center());
+    QVERIFY2(
+        std::abs(inside.red() - color.red()) <= 2 && std::abs(inside.green() - color.green()) <= 2
+            && std::abs(inside.blue() - color.blue()) <= 2 && std::abs(inside.alpha() - alpha) <= 1,
+        qPrintable(inside.name(QColor::HexArgb)));
+    QVERIFY(std::abs(ink.center().x() - 800) < 20);
+    // The outline darkens the glyphs' edges and adds dark pixels around them; the shadow adds
+    // dark pixels below and to the right of them.
+    int edges = 0;
+    int added = 0;
+    QPointF sum;
+    for (int y = ink.top() - 8; y <= ink.bottom() + 8; ++y) {
+        for (int x = ink.left() - 8; x <= ink.right() + 8; ++x) {
+            const QColor was = plain.pixelColor(x, y);
+            const QColor now = styled.pixelColor(x, y);
+            edges += was.alpha() == 255 && was.lightness() - now.lightness() > 50;
+            if (now.alpha() > was.alpha() + 20 && now.lightness() < 60) {
+                ++added;
+                sum += QPointF(x, y);
+            }
+        }
+    }
+    QCOMPARE(edges > 50, stroke);
+    QCOMPARE(added > 50, shadow || stroke);
+    const QPointF shift = added ? sum / added - QPointF(ink.center()) : QPointF();
+    QVERIFY2((shift.x() > 1 && shift.y() > 1) == shadow,
+             qPrintable(QStringLiteral("%1 %2").arg(shift.x()).arg(shift.y())));
+}
+
+void TestPreview::textLayout()
+{
+    // Two lines at "Center": centred on each other, the block centred on the canvas.
+    const QSize canvas(2448, 3168);
+    const QImage twoLines = textCanvas(canvas, textOnly("IIIIIIIIII\nII", 4));
+    const QRect block = inkRect(twoLines);
+    const int middle = block.center().y();
+    const QRect first = inkRect(twoLines.copy(0, 0, canvas.width(), middle));
+    const QRect second = inkRect(twoLines.copy(0, middle, canvas.width(), canvas.height()));
+    QVERIFY(first.width() > 3 * second.width());
+    QVERIFY2(std::abs(first.center().x() - second.center().x()) <= 2,
+             qPrintable(QStringLiteral("%1 %2").arg(first.center().x()).arg(second.center().x())));
+    QVERIFY(std::abs(block.center().x() - canvas.width() / 2) <= 2);
+    QVERIFY(std::abs(block.center().y() - canvas.height() / 2) <= 30);
+
+    // A text wider than the canvas wraps at its width; the lines stay on the canvas.
+    const QImage wrapped
+        = textCanvas({800, 3000}, textOnly(QString("watermark ").repeated(30).trimmed(), 0));
+    const QRect ink = inkRect(wrapped);
+    QVERIFY(ink.left() >= 0 && ink.right() < 800);
+    QVERIFY2(ink.height() > 5 * 120, "thirty words at 120 pixels wrap over many lines");
+    QVERIFY2(ink.bottom() > wrapped.height() - 60, "the block sits on the bottom edge");
+
+    // An empty text draws nothing, not even its shadow and outline.
+    WatermarkSettings nothing = textOnly(QString(), 0);
+    nothing.useShadow = nothing.useStroke = true;
+    QVERIFY(inkRect(textCanvas(canvas, nothing)).isEmpty());
+}
+
+void TestPreview::pictureCanvas_data()
+{
+    // A 60 x 40 point picture at scale 0.5 on a 400 x 300 canvas (100 x 75 points): 120 x 80
+    // pixels, flush with the corner of its position, then moved by the offset (points, up and
+    // to the right).
+    QTest::addColumn<double>("degrees");
+    QTest::addColumn<qint64>("position");
+    QTest::addColumn<QPointF>("offset");
+    QTest::addColumn<QRect>("ink"); // canvas pixels; empty: nothing drawn
+    row("bottom left", 0.0, 0LL, QPointF(), QRect(0, 220, 120, 80));
+    row("bottom right, 360 as 0", 360.0, 1LL, QPointF(), QRect(280, 220, 120, 80));
+    row("top left", 0.0, 2LL, QPointF(), QRect(0, 0, 120, 80));
+    row("top right, 90 swaps the sides", 90.0, 3LL, QPointF(), QRect(320, 0, 80, 120));
+    row("center, moved right 10 and down 5", 0.0, 4LL, QPointF(10, -5), QRect(180, 130, 120, 80));
+    // The bounding box of the turned picture is what is placed: 141.4 x 141.4.
+    row("45 by its bounding box", 45.0, 0LL, QPointF(), QRect(0, 158, 142, 142));
+    row("code 9", 0.0, 9LL, QPointF(), QRect());
+}
+
+void TestPreview::pictureCanvas()
+{
+    QFETCH(double, degrees);
+    QFETCH(qint64, position);
+    QFETCH(QPointF, offset);
+    QFETCH(QRect, ink);
+    const QString file = picture();
+    const auto canvas = [&](double opacity, double turn) {
+        return PDFTools::CreateImageWatermark(
+            {400, 300}, file, opacity, 0.5, turn, position, offset.y(), offset.x());
+    };
+    const QImage image = canvas(1, degrees);
+    QCOMPARE(image.size(), QSize(400, 300));
+    // The picture's transparent quarter may leave a corner of the box empty, but never a side.
+    const QRect drawn = inkRect(image, 100);
+    QVERIFY2(std::abs(drawn.left() - ink.left()) <= 2 && std::abs(drawn.top() - ink.top()) <= 2
+                 && std::abs(drawn.right() - ink.right()) <= 2
+                 && std::abs(drawn.bottom() - ink.bottom()) <= 2,
+             qPrintable(QStringLiteral("%1,%2 %3x%4")
+                            .arg(drawn.x())
+                            .arg(drawn.y())
+                            .arg(drawn.width())
+                            .arg(drawn.height())));
+    if (degrees == 360) {
+        QCOMPARE(image, canvas(1, 0));
+    } else if (degrees == 90) {
+        // Counter-clockwise: the blue band on the picture's right edge comes out on top.
+        QCOMPARE(image.pixelColor(drawn.center().x(), drawn.top() + 3).blue(), 255);
+    }
+    // Opacity scales the picture's alpha; 0 leaves nothing.
+    const QImage half = canvas(0.5, degrees);
+    QCOMPARE(inkRect(half, 127).isEmpty(), ink.isEmpty());
+    QVERIFY(inkRect(half, 130).isEmpty());
+    QVERIFY(inkRect(canvas(0, degrees)).isEmpty());
+}
+
+void TestPreview::stampedPage_data()
+{
+    // One row for each placement rule: corners, offsets (partly off the page), the centre,
+    // turned pages, a media box away from the origin, a crop box.
+    QTest::addColumn<QRectF>("mediaBox");
+    QTest::addColumn<int>("rotate");
+    QTest::addColumn<QRectF>("cropBox"); // empty: none
+    QTest::addColumn<WatermarkSettings>("settings");
+    WatermarkSettings corner = textOnly("Copyright ©", 0);
+    corner.textOpacity = 0.7;
+    corner.imagePosition = 1;
+    corner.imageOpacity = 0.7;
+    WatermarkSettings moved = textOnly("Top right", 3);
+    moved.textHorizontalOffset = -10;
+    moved.textVerticalOffset = 20; // partly off the page
+    moved.textColor = Qt::red;
+    moved.useShadow = true;
+    moved.useStroke = true;
+    moved.imagePosition = 2;
+    moved.imageHorizontalOffset = 15;
+    moved.imageVerticalOffset = -5;
+    moved.rotationDegrees = 30;
+    moved.scale = 1.5;
+    WatermarkSettings centre = textOnly("Two\nlines", 4);
+    centre.imagePosition = 4;
+    centre.imageOpacity = 0.5;
+    WatermarkSettings upright = textOnly("Upright", 3);
+    upright.imagePosition = 0;
+    upright.rotationDegrees = 90;
+    const QRectF wide(0, 0, 200, 150);
+    const QRectF shown(20, 30, 200, 150);
+    // clang-format off
+    row("defaults with a picture", wide, 0, QRectF(), corner);
+    row("offsets, shadow, outline, turned picture", wide, 0, QRectF(), moved);
+    row("center", QRectF(0, 0, 150, 200), 0, QRectF(), centre);
+    row("page turned 90, box away from the origin", QRectF(50, 60, 200, 150), 90, QRectF(), upright);
+    row("page turned 180", wide, 180, QRectF(), upright);
+    row("page turned 270, crop box", QRectF(0, 0, 250, 200), 270, shown, upright);
+    row("crop box: placed in what is shown", QRectF(0, 0, 250, 200), 0, shown, corner);
+    // clang-format on
+}
+
+void TestPreview::stampedPage()
+{
+    QFETCH(QRectF, mediaBox);
+    QFETCH(int, rotate);
+    QFETCH(QRectF, cropBox);
+    QFETCH(WatermarkSettings, settings);
+    settings.imagePath = picture();
+    TestPdf::Document document = TestPdf::pages(1);
+    document.pages[0].mediaBox = mediaBox;
+    document.pages[0].rotate = rotate;
+    if (!cropBox.isEmpty()) {
+        document.pages[0].cropBox = cropBox;
+    }
+    TestPdf::write(path("in.pdf"), document);
+    QVERIFY(PDFTools::WatermarkPDF(path("in.pdf"), settings, path("out.pdf")));
+    const QImage before = poppler(path("in.pdf"), 1);
+    compareStamp(poppler(path("out.pdf"), 1), composite(before, settings), before);
+}
+
+void TestPreview::previewMatchesOutput()
+{
+    // Without shadow and outline, which the preview draws heavier, the preview is the output.
+    WatermarkSettings settings = textOnly("Two\nlines", 4);
+    settings.textColor = QColor(0, 0, 200);
+    settings.textVerticalOffset = 30;
+    settings.imagePath = picture();
+    settings.imagePosition = 2;
+    settings.rotationDegrees = 45;
+    settings.scale = 0.8;
+    settings.imageHorizontalOffset = 12.5;
+    TestPdf::Document document = TestPdf::pages(2);
+    document.pages[1].mediaBox = QRectF(0, 0, 250, 180);
+    document.pages[1].rotate = 270;
+    TestPdf::write(path("in.pdf"), document);
+    QVERIFY(PDFTools::WatermarkPDF(path("in.pdf"), settings, path("out.pdf")));
+    compareStamp(poppler(path("out.pdf"), 2),
+                 ImageTools::DrawWatermarkPreview(path("in.pdf"), 2, settings),
+                 ImageTools::PDFPageToImageWithPdfPath(path("in.pdf"), 1));
+}
+
+void TestPreview::oneImagePerLook()
+{
+    // Pages of three sizes, one of them turned: the text at a corner looks the same on each and
+    // is embedded once; centred, it lands on other fractions of a pixel on canvases of odd and
+    // even widths (1200, 1601 and 2002 pixels) and heights.
+    TestPdf::Document document = TestPdf::pages(30);
+    for (int i = 0; i < document.pages.size(); ++i) {
+        document.pages[i].mediaBox = QRectF(0, 0, 300 + 100.25 * (i % 3), 400);
+        document.pages[i].rotate = i == 7 ? 90 : 0;
+    }
+    TestPdf::write(path("in.pdf"), document);
+    QVERIFY(PDFTools::WatermarkPDF(path("in.pdf"), textOnly("Copyright ©", 2), path("corner.pdf")));
+    QCOMPARE(TestPdf::read(path("corner.pdf")).imageObjects, 1);
+    QVERIFY(PDFTools::WatermarkPDF(path("in.pdf"), textOnly("Copyright ©", 4), path("centre.pdf")));
+    QCOMPARE(TestPdf::read(path("centre.pdf")).imageObjects, 3);
+    // Small: a few kilobytes beyond the input for thirty pages.
+    QVERIFY(QFileInfo(path("corner.pdf")).size() < QFileInfo(path("in.pdf")).size() + 30000);
+}
+
+void TestPreview::updateOrWhole_data()
+{
+    QTest::addColumn<QString>("version");
+    QTest::addColumn<bool>("encrypted");
+    QTest::addColumn<QList<qint64>>("pages"); // of 3; none listed: every page
+    QTest::addColumn<bool>("updated");        // the output starts with the source's bytes
+    QTest::addColumn<QString>("written");
+    row("1.7, page 2 and one past the end: an update",
+        "1.7",
+        false,
+        QList<qint64>{2, 7},
+        true,
+        "1.7");
+    // Soft masks need 1.4, which an update cannot declare.
+    row("1.3, every page: whole, as 1.4", "1.3", false, QList<qint64>(), false, "1.4");
+    row("encrypted, pages 1 and 3: whole", "1.7", true, QList<qint64>{1, 3}, false, "1.7");
+}
+
+void TestPreview::updateOrWhole()
+{
+    QFETCH(QString, version);
+    QFETCH(bool, encrypted);
+    QFETCH(QList<qint64>, pages);
+    QFETCH(bool, updated);
+    QFETCH(QString, written);
+    TestPdf::Document document = TestPdf::pages(3);
+    document.title = "Kept";
+    document.version = version;
+    document.encrypt = encrypted;
+    TestPdf::write(path("in.pdf"), document);
+    WatermarkSettings settings = textOnly("Draft", 0);
+    settings.pages = pages;
+    QVERIFY(PDFTools::WatermarkPDF(path("in.pdf"), settings, path("out.pdf")));
+    const QByteArray input = TestPdf::contents(path("in.pdf"));
+    QCOMPARE(TestPdf::contents(path("out.pdf")).startsWith(input), updated);
+    const auto in = TestPdf::read(path("in.pdf"));
+    const auto out = TestPdf::read(path("out.pdf"));
+    QVERIFY(out.clean);
+    QCOMPARE(out.version, written);
+    QCOMPARE(out.title, QStringLiteral("Kept"));
+    QCOMPARE(out.markers(), in.markers());
+    QCOMPARE(out.imageObjects, 1);
+    for (int i = 0; i < 3; ++i) {
+        // A page left out is copied unchanged; a stamped one keeps its content, wrapped.
+        const bool stamped = pages.isEmpty() || pages.contains(i + 1);
+        QCOMPARE(out.pages[i].images.size(), int(stamped));
+        QVERIFY(stamped ? out.pages[i].content.startsWith("q\n" + in.pages[i].content)
+                        : out.pages[i].content == in.pages[i].content);
+    }
+}
+
+void TestPreview::failures()
+{
+    // A source that does not open: false, and an output with no pages.
+    const WatermarkSettings settings = textOnly("x", 0);
+    QVERIFY(!PDFTools::WatermarkPDF(path("missing.pdf"), settings, path("empty.pdf")));
+    QCOMPARE(TestPdf::read(path("empty.pdf")).pages.size(), 0);
+
+    // Written over its own input: the whole document, stamped, and no temporary file left. A
+    // picture that does not exist leaves the text alone.
+    TestPdf::write(path("in.pdf"), TestPdf::pages(2));
+    WatermarkSettings withMissingPicture = settings;
+    withMissingPicture.imagePath = path("no-picture.png");
+    QVERIFY(PDFTools::WatermarkPDF(path("in.pdf"), withMissingPicture, path("in.pdf")));
+    const auto read = TestPdf::read(path("in.pdf"));
+    QCOMPARE(read.markers(), (QStringList{"p1", "p2"}));
+    QCOMPARE(read.pages[0].images.size(), 1);
+    QCOMPARE(TestPdf::files(m_dir->path()), (QStringList{"empty.pdf", "in.pdf"}));
+}
+
+void TestPreview::pictureReplacedBetweenDocuments()
+{
+    // What is drawn for one document serves the next with the same settings, but not once the
+    // picture file has changed under its name.
+    TestPdf::Document document = TestPdf::pages(1);
+    document.pages[0].mediaBox = QRectF(0, 0, 200, 150);
+    TestPdf::write(path("in.pdf"), document);
+    WatermarkSettings settings;
+    settings.text.clear();
+    settings.imagePath = path("logo.png");
+    settings.imageOpacity = 1;
+    settings.imagePosition = 4;
+    for (const QColor colour : {QColor(Qt::red), QColor(Qt::green), QColor(Qt::red)}) {
+        QImage solid(40, 40, QImage::Format_RGB32);
+        solid.fill(colour);
+        QVERIFY(solid.save(settings.imagePath));
+        const QString output = path(colour.name().mid(1) + ".pdf");
+        QVERIFY(PDFTools::WatermarkPDF(path("in.pdf"), settings, output));
+        QCOMPARE(poppler(output, 1).pixelColor(400, 300), colour);
+    }
+}
+
+QTEST_MAIN(TestPreview)
 #include "tst_preview.moc"
