@@ -309,26 +309,22 @@ void TestPreview::pageImageFailures()
 
 void TestPreview::pageImageOnWorkerThreads()
 {
+    // Any thread may draw a page; an owner password alone does not stop it.
     TestPdf::Document document = TestPdf::pages(3);
     document.pages[1].rotate = 90;
-    document.encrypt = true; // an owner password alone does not stop rendering
+    document.encrypt = true;
     TestPdf::write(path("doc.pdf"), document);
-    QList<QImage> expected;
-    for (int i = 0; i < 3; ++i) {
-        expected << ImageTools::PDFPageToImageWithPdfPath(path("doc.pdf"), i);
-        QVERIFY(!expected.back().isNull());
-    }
-    QList<QImage> fromThreads(6);
+    QList<QImage> drawn(6);
     QThreadPool pool;
     pool.setMaxThreadCount(6);
     for (int i = 0; i < 6; ++i) {
-        pool.start([&, i] {
-            fromThreads[i] = ImageTools::PDFPageToImageWithPdfPath(path("doc.pdf"), i % 3);
-        });
+        pool.start(
+            [&, i] { drawn[i] = ImageTools::PDFPageToImageWithPdfPath(path("doc.pdf"), i % 3); });
     }
     pool.waitForDone();
     for (int i = 0; i < 6; ++i) {
-        QVERIFY2(fromThreads[i] == expected[i % 3], qPrintable(QString::number(i)));
+        QVERIFY(!drawn[i].isNull());
+        QCOMPARE(drawn[i], ImageTools::PDFPageToImageWithPdfPath(path("doc.pdf"), i % 3));
     }
 }
 
