@@ -58,7 +58,6 @@ class TestCli : public QObject
 
 private slots:
     void init() { m_dir.emplace(); }
-    void helpAndVersion();
     void runs_data();
     void runs();
     void info();
@@ -138,19 +137,6 @@ QMap<QString, QByteArray> TestCli::snapshot() const
     return files;
 }
 
-void TestCli::helpAndVersion()
-{
-    const QList<QPair<QStringList, QString>> runs{{{"--help"}, "quire merge -o OUTPUT"},
-                                                  {{"--version"}, "quire 0."},
-                                                  {{"split", "--help"}, "--every"},
-                                                  {{"properties", "--help"}, "--keywords"}};
-    for (const auto &[args, text] : runs) {
-        const Result r = quire(args);
-        QCOMPARE(r.exitCode, 0);
-        QVERIFY2(r.out.contains(text), qPrintable(r.out));
-    }
-}
-
 void TestCli::runs_data()
 {
     // The arguments (split at blanks); the exit status, the last line of stdout and a text
@@ -173,6 +159,7 @@ void TestCli::runs_data()
     const QString notEdited = "Could not update PDF document(s) properties.";
 
     // clang-format off
+    row("help", "--help", 0, "Exit status: 0 success, 1 the run failed, 2 usage error.", "", "");
     usage("unknown subcommand", "frobnicate", "frobnicate");
     usage("unknown option", "merge --bogus -o x.pdf a.pdf", "bogus");
     usage("merge without output", "merge a.pdf", "-o");
@@ -326,23 +313,23 @@ void TestCli::info()
 
 void TestCli::overwriteModes_data()
 {
-    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<QString>("options");
     QTest::addColumn<QByteArray>("answers");
     QTest::addColumn<bool>("replaced");
-    row("none", QStringList{"--overwrite", "none"}, QByteArray(), false);
-    row("ask without a terminal", QStringList{}, QByteArray("y\n"), false);
-    row("all", QStringList{"--overwrite", "all"}, QByteArray(), true);
+    row("none", "--overwrite none", QByteArray(), false);
+    row("ask without a terminal", "", QByteArray("y\n"), false);
+    row("all", "--overwrite all", QByteArray(), true);
 }
 
 void TestCli::overwriteModes()
 {
-    QFETCH(QStringList, options);
+    QFETCH(QString, options);
     QFETCH(QByteArray, answers);
     QFETCH(bool, replaced);
     TestPdf::write(path("book.pdf"), TestPdf::pages(2));
     TestPdf::write(path("book(Page1).pdf"), TestPdf::pages(1, "old"));
-    const QStringList split{"split", "-d", ".", "--every", "1"};
-    const Result r = quire(split + options + QStringList{"book.pdf"}, answers);
+    const QString split = "split -d . --every 1 " + options + " book.pdf";
+    const Result r = quire(split.split(' ', Qt::SkipEmptyParts), answers);
     QCOMPARE(r.exitCode, 0);
     QCOMPARE(describe(path("book(Page1).pdf")), QString(replaced ? "p1" : "old1"));
     QCOMPARE(describe(path("book(Page2).pdf")), QStringLiteral("p2"));
@@ -354,24 +341,19 @@ void TestCli::sameResultForAnyNumberOfJobs_data()
     // Documents of 3 to 7 pages and a missing one; one long document, which several jobs share
     // between them; documents cropped to the same name, of which the last one listed wins.
     QTest::addColumn<QList<int>>("pages");
-    QTest::addColumn<QStringList>("args");
+    QTest::addColumn<QString>("args");
     QTest::addColumn<int>("exitCode");
     QTest::addColumn<int>("outputs");
-    const QStringList split = QString("split -d out --every 2").split(' ');
-    row("split several documents", QList{3, 4, 5, 6, 7, 0}, split, 1, 2 + 2 + 3 + 3 + 4);
-    row("split one long document", QList{81}, split, 0, 41);
-    row("crop to one name",
-        QList{3, 4, 5},
-        QStringList{
-            "crop", "-d", "out", "--rect", "0,0,99,99", "--name", "x", "--overwrite", "all"},
-        0,
-        1);
+    const char *crop = "crop -d out --rect 0,0,99,99 --name x --overwrite all";
+    row("split several documents", QList{3, 4, 5, 6, 7, 0}, "split -d out --every 2", 1, 14);
+    row("split one long document", QList{81}, "split -d out --every 2", 0, 41);
+    row("crop to one name", QList{3, 4, 5}, crop, 0, 1);
 }
 
 void TestCli::sameResultForAnyNumberOfJobs()
 {
     QFETCH(QList<int>, pages);
-    QFETCH(QStringList, args);
+    QFETCH(QString, args);
     QFETCH(int, exitCode);
     QFETCH(int, outputs);
     QStringList inputs;
@@ -387,7 +369,7 @@ void TestCli::sameResultForAnyNumberOfJobs()
     for (const QString jobs : {"1", "3"}) {
         QDir(path("out")).removeRecursively();
         QDir(m_dir->path()).mkdir("out");
-        results << quire(args + QStringList{"--jobs", jobs} + inputs);
+        results << quire(args.split(' ') + QStringList{"--jobs", jobs} + inputs);
         written << snapshot();
     }
     QCOMPARE(results[0].exitCode, exitCode);
@@ -396,7 +378,7 @@ void TestCli::sameResultForAnyNumberOfJobs()
     QCOMPARE(results[1].err, results[0].err);
     QCOMPARE(written[0].size(), inputs.size() - pages.count(0) + outputs);
     QCOMPARE(written[1], written[0]);
-    if (args[0] == "crop") {
+    if (args.startsWith("crop")) {
         QCOMPARE(describe(path("out/x.pdf")),
                  QStringLiteral("d2-1[99x99] d2-2[99x99] d2-3[99x99] d2-4[99x99] d2-5[99x99]"));
     }
