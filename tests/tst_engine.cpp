@@ -97,11 +97,6 @@ QString text(const std::optional<QRectF> &r)
 
 const double NaN = std::numeric_limits<double>::quiet_NaN();
 
-QString joined(const QStringList &list)
-{
-    return list.join(QLatin1Char(' '));
-}
-
 // "1 2 3" for a page list, "1-3 5-5" for intervals.
 QString text(const QList<qint64> &pages)
 {
@@ -131,8 +126,6 @@ private slots:
     void init() { m_dir.emplace(); }
     void expressions_data();
     void expressions();
-    void consecutive_data();
-    void consecutive();
     void outputPaths_data();
     void outputPaths();
     void overwritePass_data();
@@ -207,6 +200,13 @@ void TestEngine::expressions_data()
     row("empty", "", 10LL, "", "");
     row("beyond 64 bits", "99999999999999999999,2", 10LL, "2", "2-2");
     row("huge range on a short document", "[1-9223372036854775807]", 3LL, "1 2 3", "1-3");
+    // Consecutive runs, the last one shorter.
+    row("10 by 3", "every 3", 10LL, "", "1-3 4-6 7-9 10-10");
+    row("7 by 7", "every 7", 7LL, "", "1-7");
+    row("7 by 10", "every 10", 7LL, "", "1-7");
+    row("0 by 3", "every 3", 0LL, "", "");
+    row("3 by 1", "every 1", 3LL, "", "1-1 2-2 3-3");
+    row("3 by 0", "every 0", 3LL, "", "");
     // clang-format on
 }
 
@@ -216,29 +216,13 @@ void TestEngine::expressions()
     QFETCH(qint64, pages);
     QFETCH(QString, pageList);
     QFETCH(QString, intervals);
+    if (expression.startsWith("every ")) {
+        const qint64 run = expression.mid(6).toLongLong();
+        QCOMPARE(text(GenerateConsecutiveIntervals(pages, run)), intervals);
+        return;
+    }
     QCOMPARE(text(GenerateArrayOfPages(expression, pages)), pageList);
     QCOMPARE(text(GenerateArrayOfIntervals(expression, pages)), intervals);
-}
-
-void TestEngine::consecutive_data()
-{
-    QTest::addColumn<qint64>("pages");
-    QTest::addColumn<qint64>("perInterval");
-    QTest::addColumn<QString>("intervals");
-    row("10 by 3", 10LL, 3LL, "1-3 4-6 7-9 10-10");
-    row("7 by 7", 7LL, 7LL, "1-7");
-    row("7 by 10", 7LL, 10LL, "1-7");
-    row("0 by 3", 0LL, 3LL, "");
-    row("3 by 1", 3LL, 1LL, "1-1 2-2 3-3");
-    row("3 by 0", 3LL, 0LL, "");
-}
-
-void TestEngine::consecutive()
-{
-    QFETCH(qint64, pages);
-    QFETCH(qint64, perInterval);
-    QFETCH(QString, intervals);
-    QCOMPARE(text(GenerateConsecutiveIntervals(pages, perInterval)), intervals);
 }
 
 void TestEngine::outputPaths_data()
@@ -331,38 +315,36 @@ void TestEngine::overwritePass()
 
 void TestEngine::selfOverwrite()
 {
-    QTemporaryDir dir;
-    const QString a = dir.filePath(QStringLiteral("a.pdf"));
-    const QString b = dir.filePath(QStringLiteral("b.pdf"));
-    const QString viaLink = dir.filePath(QStringLiteral("link.pdf"));
-    QFile(a).open(QIODevice::WriteOnly);
-    QVERIFY(QFile::link(a, viaLink));
-
+    const QString a = path("a.pdf");
+    const QString b = path("b.pdf");
+    TestPdf::writeBytes(a, "");
+    QVERIFY(QFile::link(a, path("link.pdf")));
     QVERIFY(SelfOverwriteRefused(a, {a}));
-    QVERIFY2(SelfOverwriteRefused(viaLink, {a}), "the same file reached another way");
+    QVERIFY2(SelfOverwriteRefused(path("link.pdf"), {a}), "the same file reached another way");
     QVERIFY(!SelfOverwriteRefused(a, {a, b}));
     QVERIFY(!SelfOverwriteRefused(b, {a}));
-    QVERIFY(OverwritesInput(viaLink, {b, a}));
-    QVERIFY(!OverwritesInput(dir.filePath(QStringLiteral("c.pdf")), {a, b}));
-    QCOMPARE(OverwriteQuestion(QStringLiteral("/x/y.pdf")),
+    QVERIFY(OverwritesInput(path("link.pdf"), {b, a}));
+    QVERIFY(!OverwritesInput(path("c.pdf"), {a, b}));
+    QCOMPARE(OverwriteQuestion("/x/y.pdf"),
              QStringLiteral("The file /x/y.pdf already exists. Do you want to overwrite it?"));
 }
 
 void TestEngine::watermarkProfile_data()
 {
+    // Every setting of a profile is read and written back as it was; a value of the wrong type
+    // is an error that names its key.
     QTest::addColumn<QByteArray>("json");
-    QTest::addColumn<QString>("error"); // empty: read, and written back as it was
-    QTest::newRow("empty: the defaults") << QByteArray("{}") << QString();
-    QTest::newRow("every setting") << QByteArray(
-        R"({"text": "Draft\nonly", "font": "Verdana", "size": 12.5, "color": "#ff0000",
+    QTest::addColumn<QString>("error");
+    row("every setting",
+        QByteArray(R"({"text": "Draft\nonly", "font": "Verdana", "size": 12.5, "color": "#ff0000",
             "textOpacity": 40, "textPosition": 4, "textOffsetX": -3, "textOffsetY": 7,
             "shadow": true, "stroke": true, "image": "/pictures/logo.png", "scale": 50,
             "imageOpacity": 100, "rotation": 45, "imagePosition": 2, "imageOffsetX": 1,
             "imageOffsetY": 2, "pagesEnabled": true, "pages": "1,3",
-            "nameTemplate": "[FileName]-draft", "folder": "/out"})")
-                                   << QString();
-    QTest::newRow("a number as text") << QByteArray(R"({"size": "30"})") << "\"size\"";
-    QTest::newRow("a flag as a number") << QByteArray(R"({"shadow": 1})") << "\"shadow\"";
+            "nameTemplate": "[FileName]-draft", "folder": "/out"})"),
+        QString());
+    row("a number as text", QByteArray(R"({"size": "30"})"), "\"size\"");
+    row("a flag as a number", QByteArray(R"({"shadow": 1})"), "\"shadow\"");
 }
 
 void TestEngine::watermarkProfile()
@@ -373,13 +355,8 @@ void TestEngine::watermarkProfile()
     QString reason;
     const auto read = Profiles::WatermarkSettings::fromJson(object, &reason);
     QCOMPARE(read.has_value(), error.isEmpty());
-    if (!read) {
-        QVERIFY2(reason.contains(error), qPrintable(reason));
-    } else if (object.isEmpty()) {
-        QCOMPARE(read->toJson(), Profiles::WatermarkSettings().toJson());
-    } else {
-        QCOMPARE(read->toJson(), object);
-    }
+    QCOMPARE(read ? read->toJson() : QJsonObject(), read ? object : QJsonObject());
+    QVERIFY2(reason.contains(error), qPrintable(reason));
 }
 
 void TestEngine::fileSizeText_data()
@@ -523,7 +500,7 @@ void TestEngine::merge()
              result);
     QCOMPARE(reported, progress);
     const auto out = TestPdf::read(path(output + ".pdf"));
-    QCOMPARE(joined(out.markers()), markers);
+    QCOMPARE(out.markers().join(' '), markers);
     // No temporary file left behind.
     QCOMPARE(TestPdf::files(m_dir->path()).size(), 5 + int(output == "out" && !markers.isEmpty()));
     if (result) {
@@ -587,7 +564,7 @@ void TestEngine::split()
     QCOMPARE(PDFTools::SplitPdf(path("book.pdf"), path("part.pdf"), start, stop), result);
     QCOMPARE(QFile::exists(path("part.pdf")), written);
     const auto part = TestPdf::read(path("part.pdf"));
-    QCOMPARE(joined(part.markers()), markers);
+    QCOMPARE(part.markers().join(' '), markers);
     QCOMPARE(part.title, title);
 }
 
