@@ -189,7 +189,6 @@ private slots:
     void init() { m_dir.emplace(); }
     void pageImage_data();
     void pageImage();
-    void pageImageFailures_data();
     void pageImageFailures();
     void pageImageOnWorkerThreads();
     void cropPreview_data();
@@ -206,7 +205,6 @@ private slots:
     void stampedPage_data();
     void stampedPage();
     void previewMatchesOutput();
-    void oneImagePerLook();
     void updateOrWhole_data();
     void updateOrWhole();
     void failures();
@@ -281,21 +279,10 @@ void TestPreview::pageImage()
     }
 }
 
-void TestPreview::pageImageFailures_data()
-{
-    QTest::addColumn<QString>("file");
-    QTest::addColumn<qint64>("page");
-    row("missing file", "missing.pdf", 0LL);
-    row("not a PDF", "text.pdf", 0LL);
-    row("index past the end", "doc.pdf", 2LL);
-    row("user password", "locked.pdf", 0LL);
-    row("page too large to draw", "huge.pdf", 0LL);
-}
-
 void TestPreview::pageImageFailures()
 {
-    QFETCH(QString, file);
-    QFETCH(qint64, page);
+    // No image of a missing file, of no PDF, past the last page, behind a user password, or of
+    // a page too large to draw.
     TestPdf::write(path("doc.pdf"), TestPdf::pages(2));
     TestPdf::Document document = TestPdf::pages(1);
     document.userPassword = true;
@@ -304,7 +291,11 @@ void TestPreview::pageImageFailures()
     document.pages[0].mediaBox = QRectF(0, 0, 14400, 14400);
     TestPdf::write(path("huge.pdf"), document);
     QVERIFY(TestPdf::writeBytes(path("text.pdf"), "just some text, no PDF here\n"));
-    QVERIFY(ImageTools::PDFPageToImageWithPdfPath(path(file), page).isNull());
+    const QList<std::pair<const char *, int>> failures{
+        {"missing.pdf", 0}, {"text.pdf", 0}, {"doc.pdf", 2}, {"locked.pdf", 0}, {"huge.pdf", 0}};
+    for (const auto &[file, page] : failures) {
+        QVERIFY2(ImageTools::PDFPageToImageWithPdfPath(path(file), page).isNull(), file);
+    }
 }
 
 void TestPreview::pageImageOnWorkerThreads()
@@ -700,25 +691,6 @@ void TestPreview::previewMatchesOutput()
     compareStamp(poppler(path("out.pdf"), 2),
                  ImageTools::DrawWatermarkPreview(path("in.pdf"), 2, settings),
                  ImageTools::PDFPageToImageWithPdfPath(path("in.pdf"), 1));
-}
-
-void TestPreview::oneImagePerLook()
-{
-    // Pages of three sizes, one of them turned: the text at a corner looks the same on each and
-    // is embedded once; centred, it lands on other fractions of a pixel on canvases of odd and
-    // even widths (1200, 1601 and 2002 pixels) and heights.
-    TestPdf::Document document = TestPdf::pages(30);
-    for (int i = 0; i < document.pages.size(); ++i) {
-        document.pages[i].mediaBox = QRectF(0, 0, 300 + 100.25 * (i % 3), 400);
-        document.pages[i].rotate = i == 7 ? 90 : 0;
-    }
-    TestPdf::write(path("in.pdf"), document);
-    QVERIFY(PDFTools::WatermarkPDF(path("in.pdf"), textOnly("Copyright ©", 2), path("corner.pdf")));
-    QCOMPARE(TestPdf::read(path("corner.pdf")).imageObjects, 1);
-    QVERIFY(PDFTools::WatermarkPDF(path("in.pdf"), textOnly("Copyright ©", 4), path("centre.pdf")));
-    QCOMPARE(TestPdf::read(path("centre.pdf")).imageObjects, 3);
-    // Small: a few kilobytes beyond the input for thirty pages.
-    QVERIFY(QFileInfo(path("corner.pdf")).size() < QFileInfo(path("in.pdf")).size() + 30000);
 }
 
 void TestPreview::updateOrWhole_data()
