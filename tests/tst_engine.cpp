@@ -143,8 +143,6 @@ private slots:
     void mergeStaysWithinTheOpenFileLimit();
     void split_data();
     void split();
-    void links_data();
-    void links();
     void realDocuments();
     void cropBoxes_data();
     void cropBoxes();
@@ -536,18 +534,26 @@ void TestEngine::mergeStaysWithinTheOpenFileLimit()
 
 void TestEngine::split_data()
 {
-    // A book of 5 pages titled "Book".
+    // A book of 5 pages titled "Book": page 1 links to page 3 (an explicit destination), page 2
+    // to page 4, page 3 back to page 1 through a named destination, page 4 back to page 2. The
+    // pages written, each with where its links lead ("-" for nowhere). Start 0: the book merged
+    // after a document of one page.
     QTest::addColumn<qint64>("start");
     QTest::addColumn<qint64>("stop");
     QTest::addColumn<bool>("result");
     QTest::addColumn<bool>("written");
-    QTest::addColumn<QString>("markers");
+    QTest::addColumn<QString>("pages");
     QTest::addColumn<QString>("title");
-    row("2 to 2", 2LL, 2LL, true, true, "p2", "Book");
-    row("whole", 1LL, 5LL, true, true, "p1 p2 p3 p4 p5", "Book");
-    row("4 to 6 keeps 4 and 5, no attributes", 4LL, 6LL, false, true, "p4 p5", "");
+    // clang-format off
+    row("merge after another document", 0LL, 0LL, true, true, "o1 p1>p3 p2>p4 p3>p1 p4>p2 p5", "");
+    row("2 to 2", 2LL, 2LL, true, true, "p2>-", "Book");
+    row("whole", 1LL, 5LL, true, true, "p1>p3 p2>p4 p3>p1 p4>p2 p5", "Book");
+    row("1 to 3, both ends of a link kept", 1LL, 3LL, true, true, "p1>p3 p2>- p3>p1", "Book");
+    row("2 to 4, a backward link kept", 2LL, 4LL, true, true, "p2>p4 p3>- p4>p2", "Book");
+    row("4 to 6 keeps 4 and 5, no attributes", 4LL, 6LL, false, true, "p4>- p5", "");
     row("start after stop", 3LL, 2LL, false, false, "", "");
     row("from page 0", 0LL, 2LL, false, true, "", "");
+    // clang-format on
 }
 
 void TestEngine::split()
@@ -556,55 +562,31 @@ void TestEngine::split()
     QFETCH(qint64, stop);
     QFETCH(bool, result);
     QFETCH(bool, written);
-    QFETCH(QString, markers);
+    QFETCH(QString, pages);
     QFETCH(QString, title);
     TestPdf::Document book = TestPdf::pages(5);
-    book.title = QStringLiteral("Book");
+    book.title = "Book";
+    book.pages[0].linkTo = 2;
+    book.pages[1].linkTo = 3;
+    book.pages[2].namedLinkTo = 0;
+    book.pages[3].linkTo = 1;
     TestPdf::write(path("book.pdf"), book);
-    QCOMPARE(PDFTools::SplitPdf(path("book.pdf"), path("part.pdf"), start, stop), result);
+    TestPdf::write(path("one.pdf"), TestPdf::pages(1, "o"));
+    const bool merge = start == 0 && stop == 0;
+    QCOMPARE(merge ? PDFTools::MergePdfs({path("one.pdf"), path("book.pdf")}, path("part.pdf"))
+                   : PDFTools::SplitPdf(path("book.pdf"), path("part.pdf"), start, stop),
+             result);
     QCOMPARE(QFile::exists(path("part.pdf")), written);
     const auto part = TestPdf::read(path("part.pdf"));
-    QCOMPARE(part.markers().join(' '), markers);
+    QStringList found;
+    for (const auto &page : part.pages) {
+        found << page.marker;
+        for (const int target : page.links) {
+            found.back() += ">" + (target < 0 ? "-" : part.pages[target].marker);
+        }
+    }
+    QCOMPARE(found.join(' '), pages);
     QCOMPARE(part.title, title);
-}
-
-void TestEngine::links_data()
-{
-    // Page 1 links to page 3 (explicit destination), page 2 to page 4, page 3 back to page 1
-    // through a named destination, page 4 back to page 2. Expected targets per output page,
-    // -1 for nowhere.
-    QTest::addColumn<qint64>("start"); // 0: merged after a document of one page
-    QTest::addColumn<qint64>("stop");
-    QTest::addColumn<QList<QList<int>>>("links");
-    using Links = QList<QList<int>>;
-    row("merge after another document", 0LL, 0LL, Links{{}, {3}, {4}, {1}, {2}});
-    row("split keeping both ends", 1LL, 3LL, Links{{2}, {-1}, {0}});
-    row("split keeping a backward link", 2LL, 4LL, Links{{2}, {-1}, {0}});
-    row("split leaving the targets out", 2LL, 3LL, Links{{-1}, {-1}});
-}
-
-void TestEngine::links()
-{
-    QFETCH(qint64, start);
-    QFETCH(qint64, stop);
-    QFETCH(QList<QList<int>>, links);
-    TestPdf::Document linked = TestPdf::pages(4);
-    linked.pages[0].linkTo = 2;
-    linked.pages[1].linkTo = 3;
-    linked.pages[2].namedLinkTo = 0;
-    linked.pages[3].linkTo = 1;
-    TestPdf::write(path("linked.pdf"), linked);
-    TestPdf::write(path("one.pdf"), TestPdf::pages(1, QStringLiteral("o")));
-    if (start == 0) {
-        QVERIFY(PDFTools::MergePdfs({path("one.pdf"), path("linked.pdf")}, path("out.pdf")));
-    } else {
-        QVERIFY(PDFTools::SplitPdf(path("linked.pdf"), path("out.pdf"), start, stop));
-    }
-    QList<QList<int>> found;
-    for (const auto &page : TestPdf::read(path("out.pdf")).pages) {
-        found << page.links;
-    }
-    QCOMPARE(found, links);
 }
 
 void TestEngine::realDocuments()
