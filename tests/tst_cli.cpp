@@ -61,8 +61,6 @@ private slots:
     void runs_data();
     void runs();
     void info();
-    void overwriteModes_data();
-    void overwriteModes();
     void sameResultForAnyNumberOfJobs_data();
     void sameResultForAnyNumberOfJobs();
     void previewsShowTheSettings();
@@ -95,8 +93,10 @@ void TestCli::writeDocuments()
 {
     // book.pdf: 5 pages; a.pdf: 2 pages, the second turned; b.pdf: 1 page; locked.pdf
     // encrypted; secret.pdf needs a password; empty.pdf has no pages; bad.pdf is no PDF;
-    // readonly.pdf cannot be written. Profiles: split.json, watermark.json, props.json.
+    // readonly.pdf cannot be written; out/book(Page3).pdf is there already. Profiles:
+    // split.json, watermark.json, props.json.
     QDir(m_dir->path()).mkdir("out");
+    TestPdf::write(path("out/book(Page3).pdf"), TestPdf::pages(1, "old"));
     TestPdf::write(path("book.pdf"), TestPdf::pages(5));
     TestPdf::Document a = TestPdf::pages(2, "a");
     a.pages[1].rotate = 90;
@@ -189,7 +189,12 @@ void TestCli::runs_data()
         1, notMerged, "locked.pdf", "all.pdf: a1 a2");
     row("merge over its only input", "merge --overwrite all -o a.pdf a.pdf", 1, notMerged, "", "");
 
-    row("split every 2.7 pages as 2", "split -d out --every 2.7 book.pdf", 0, split, "",
+    // out/book(Page3).pdf exists: without a terminal to ask on, it is skipped, as with "none".
+    row("split every 2.7 pages as 2", "split -d out --every 2.7 book.pdf", 0, split, "skipped",
+        "out/book(Page1).pdf: p1 p2; out/book(Page2).pdf: p3 p4");
+    row("split, overwrite none", "split -d out --every 2 --overwrite none book.pdf", 0, split,
+        "skipped", "out/book(Page1).pdf: p1 p2; out/book(Page2).pdf: p3 p4");
+    row("split, overwrite all", "split -d out --every 2 --overwrite all book.pdf", 0, split, "",
         "out/book(Page1).pdf: p1 p2; out/book(Page2).pdf: p3 p4; out/book(Page3).pdf: p5");
     row("split ranges, a plain name", "split -d out --ranges [4-2],5,5 --name part book.pdf",
         0, split, "", "out/part (2-4).pdf: p2 p3 p4; out/part (5-5).pdf: p5");
@@ -309,31 +314,6 @@ void TestCli::info()
     QCOMPARE(r.exitCode, 1);
     QVERIFY(r.out.contains("Page size: 612 x 792"));
     QVERIFY(r.err.contains("missing.pdf"));
-}
-
-void TestCli::overwriteModes_data()
-{
-    QTest::addColumn<QString>("options");
-    QTest::addColumn<QByteArray>("answers");
-    QTest::addColumn<bool>("replaced");
-    row("none", "--overwrite none", QByteArray(), false);
-    row("ask without a terminal", "", QByteArray("y\n"), false);
-    row("all", "--overwrite all", QByteArray(), true);
-}
-
-void TestCli::overwriteModes()
-{
-    QFETCH(QString, options);
-    QFETCH(QByteArray, answers);
-    QFETCH(bool, replaced);
-    TestPdf::write(path("book.pdf"), TestPdf::pages(2));
-    TestPdf::write(path("book(Page1).pdf"), TestPdf::pages(1, "old"));
-    const QString split = "split -d . --every 1 " + options + " book.pdf";
-    const Result r = quire(split.split(' ', Qt::SkipEmptyParts), answers);
-    QCOMPARE(r.exitCode, 0);
-    QCOMPARE(describe(path("book(Page1).pdf")), QString(replaced ? "p1" : "old1"));
-    QCOMPARE(describe(path("book(Page2).pdf")), QStringLiteral("p2"));
-    QCOMPARE(r.err.contains("skipped"), !replaced);
 }
 
 void TestCli::sameResultForAnyNumberOfJobs_data()
