@@ -80,7 +80,6 @@ private slots:
     void dropPosition_data();
     void dropPosition();
     void listCommands();
-    void tooltips();
     void mergeRuns_data();
     void mergeRuns();
     void splitRuns_data();
@@ -270,6 +269,10 @@ void TestApp::dropPosition()
 
 void TestApp::listCommands()
 {
+    // The tooltip tells the pages and the file's size, as the file is now.
+    TestPdf::Document twelve = TestPdf::pages(12);
+    twelve.pages[0].mediaBox = QRectF(0, 0, 595.9, 842.2);
+    TestPdf::write(path("a.pdf"), twelve);
     ViewControllerMerge window(m_alerts);
     DocumentList &list = window.documents();
     QSignalSpy cleared(&list, &DocumentList::previewCleared);
@@ -279,7 +282,14 @@ void TestApp::listCommands()
     list.OnRemoveSelected();
     QCOMPARE(cleared.count(), 0);
 
-    listDocuments(window, {document("a.pdf"), document("b.pdf"), document("c.pdf")});
+    listDocuments(window, {path("a.pdf"), document("b.pdf"), document("c.pdf")});
+    const QString size = PDFTools::FileSizeText(quint64(QFileInfo(path("a.pdf")).size()));
+    QCOMPARE(list.data(list.index(0), Qt::ToolTipRole).toString(),
+             "Number of Pages: 12\nFile Size: " + size);
+    QCOMPARE(list.tooltipText(path("gone.pdf")), "Number of Pages: 0\nFile Size: 0 B");
+    TestPdf::write(path("a.pdf"), TestPdf::pages(3, "a"));
+    QVERIFY(
+        list.data(list.index(0), Qt::ToolTipRole).toString().startsWith("Number of Pages: 3\n"));
     list.OnTableViewDoubleClick(); // nothing selected, nothing opened
     // A move takes the selection along; at the ends or without a selection nothing moves.
     QString order = "abc";
@@ -320,23 +330,6 @@ void TestApp::listCommands()
     QCOMPARE(
         m_alerts.log,
         (QStringList{"url|" + QUrl::fromLocalFile(path("a.pdf")).toString(), question, question}));
-}
-
-void TestApp::tooltips()
-{
-    TestPdf::Document twelve = TestPdf::pages(12);
-    twelve.pages[0].mediaBox = QRectF(0, 0, 595.9, 842.2);
-    const QString a = path("a.pdf");
-    TestPdf::write(a, twelve);
-    ViewControllerMerge window(m_alerts);
-    DocumentList &list = listDocuments(window, {a});
-    const QString size = PDFTools::FileSizeText(quint64(QFileInfo(a).size()));
-    QCOMPARE(list.tooltipText(a), "Number of Pages: 12\nFile Size: " + size);
-    QCOMPARE(list.tooltipText(path("gone.pdf")), "Number of Pages: 0\nFile Size: 0 B");
-    // The table asks afresh: the tooltip follows the file.
-    TestPdf::write(a, TestPdf::pages(3));
-    QVERIFY(
-        list.data(list.index(0), Qt::ToolTipRole).toString().startsWith("Number of Pages: 3\n"));
 }
 
 void TestApp::mergeRuns_data()
@@ -462,9 +455,7 @@ void TestApp::splitRuns()
         TestPdf::write(path("out/" + name + ".pdf"), TestPdf::pages(1, "old"));
     }
     ViewControllerSplit window(m_alerts);
-    if (!listed.isEmpty()) {
-        listDocuments(window, both);
-    }
+    listDocuments(window, listed.isEmpty() ? QStringList() : both);
     if (listed == "a") {
         QFile::remove(both[1]);
     }

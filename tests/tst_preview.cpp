@@ -17,7 +17,6 @@
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QThreadPool>
 
 #include <optional>
 
@@ -190,7 +189,6 @@ private slots:
     void pageImage_data();
     void pageImage();
     void pageImageFailures();
-    void pageImageOnWorkerThreads();
     void cropPreview_data();
     void cropPreview();
     void pngRoundTrip();
@@ -295,27 +293,6 @@ void TestPreview::pageImageFailures()
         {"missing.pdf", 0}, {"text.pdf", 0}, {"doc.pdf", 2}, {"locked.pdf", 0}, {"huge.pdf", 0}};
     for (const auto &[file, page] : failures) {
         QVERIFY2(ImageTools::PDFPageToImageWithPdfPath(path(file), page).isNull(), file);
-    }
-}
-
-void TestPreview::pageImageOnWorkerThreads()
-{
-    // Any thread may draw a page; an owner password alone does not stop it.
-    TestPdf::Document document = TestPdf::pages(3);
-    document.pages[1].rotate = 90;
-    document.encrypt = true;
-    TestPdf::write(path("doc.pdf"), document);
-    QList<QImage> drawn(6);
-    QThreadPool pool;
-    pool.setMaxThreadCount(6);
-    for (int i = 0; i < 6; ++i) {
-        pool.start(
-            [&, i] { drawn[i] = ImageTools::PDFPageToImageWithPdfPath(path("doc.pdf"), i % 3); });
-    }
-    pool.waitForDone();
-    for (int i = 0; i < 6; ++i) {
-        QVERIFY(!drawn[i].isNull());
-        QCOMPARE(drawn[i], ImageTools::PDFPageToImageWithPdfPath(path("doc.pdf"), i % 3));
     }
 }
 
