@@ -195,6 +195,11 @@ void write(const QString &path, const Document &document)
               + " >>\nstartxref\n" + std::to_string(bytes.size()) + "\n%%EOF\n";
         writeBytes(path, bytes + QByteArray::fromStdString(table));
     }
+    if (document.wrongStartxref) {
+        QByteArray bytes = contents(path);
+        const qsizetype at = bytes.lastIndexOf("startxref\n") + 10;
+        writeBytes(path, bytes.replace(at, bytes.indexOf('\n', at) - at, "17"));
+    }
 }
 
 QStringList ReadDocument::markers() const

@@ -42,6 +42,7 @@ struct Document
     // Object streams, and a cross-reference table after them that leads to the stream through
     // /XRefStm, as some writers make for readers that predate streams.
     bool hybrid = false;
+    bool wrongStartxref = false; // the cross-reference table is not where startxref says
 };
 
 // n pages of letter size with markers "p1" ... "pn".

@@ -677,12 +677,7 @@ void TestPreview::updateOrWhole_data()
     QTest::addColumn<QList<qint64>>("pages"); // of 3; none listed: every page
     QTest::addColumn<bool>("updated");        // the output starts with the source's bytes
     QTest::addColumn<QString>("written");
-    row("1.7, page 2 and one past the end: an update",
-        "1.7",
-        false,
-        QList<qint64>{2, 7},
-        true,
-        "1.7");
+    row("1.7, pages 2 and 7 of 3: an update", "1.7", false, QList<qint64>{2, 7}, true, "1.7");
     // Soft masks need 1.4, which an update cannot declare.
     row("1.3, every page: whole, as 1.4", "1.3", false, QList<qint64>(), false, "1.4");
     row("encrypted, pages 1 and 3: whole", "1.7", true, QList<qint64>{1, 3}, false, "1.7");
