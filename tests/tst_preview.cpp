@@ -434,14 +434,11 @@ void TestPreview::naturalSize()
     QVERIFY(TestPdf::writeBytes(path("picture"), bytes));
     const PictureFile picture = PictureFile::load(path("picture"), 2, 4);
     QCOMPARE(picture.isNull(), points.isEmpty());
+    // Resolutions are stored in whole pixels per metre: 144 dpi is 5669 of them.
+    const auto rounded = [](QSizeF s) { return (s * 100).toSize() / 100.0; };
     if (!picture.isNull()) {
-        // Resolutions are stored in whole pixels per metre: 144 dpi is 5669 of them.
-        const QSizeF natural = picture.naturalSize();
-        const QSizeF drawn = picture.drawnSize() / 8;
-        QVERIFY2(std::abs(natural.width() - points.width()) < 0.01
-                     && std::abs(natural.height() - points.height()) < 0.01
-                     && std::abs(drawn.width() - points.width()) < 0.01,
-                 qPrintable(QStringLiteral("%1 x %2").arg(natural.width()).arg(natural.height())));
+        QCOMPARE(rounded(picture.naturalSize()), points);
+        QCOMPARE(rounded(picture.drawnSize() / 8), points);
     }
 }
 
@@ -570,11 +567,7 @@ void TestPreview::pictureCanvas()
     QVERIFY2(std::abs(drawn.left() - ink.left()) <= 2 && std::abs(drawn.top() - ink.top()) <= 2
                  && std::abs(drawn.right() - ink.right()) <= 2
                  && std::abs(drawn.bottom() - ink.bottom()) <= 2,
-             qPrintable(QStringLiteral("%1,%2 %3x%4")
-                            .arg(drawn.x())
-                            .arg(drawn.y())
-                            .arg(drawn.width())
-                            .arg(drawn.height())));
+             qPrintable(QDebug::toString(drawn)));
     if (degrees == 360) {
         QCOMPARE(image, canvas(1, 0));
     } else if (degrees == 90) {
