@@ -48,9 +48,8 @@ Document pages(int n, const QString &prefix)
 {
     Document document;
     for (int i = 1; i <= n; ++i) {
-        Page page;
-        page.marker = prefix + QString::number(i);
-        document.pages << page;
+        document.pages << Page();
+        document.pages.back().marker = prefix + QString::number(i);
     }
     return document;
 }
@@ -120,13 +119,11 @@ void write(const QString &path, const Document &document)
         }
         if (page.redStamp) {
             const QRectF r = *page.redStamp;
-            auto appearance = Object::newStream(&pdf,
-                                                QStringLiteral("1 0 0 rg 0 0 %1 %2 re f\n")
-                                                    .arg(r.width())
-                                                    .arg(r.height())
-                                                    .toStdString());
-            appearance.replaceDict(Object::parse("<< /Type /XObject /Subtype /Form /BBox "
-                                                 + box({0, 0, r.width(), r.height()}) + " >>"));
+            const std::string bbox = box({0, 0, r.width(), r.height()}); // "[0 0 w h]"
+            auto appearance = Object::newStream(
+                &pdf, "1 0 0 rg " + bbox.substr(1, bbox.size() - 2) + " re f\n");
+            appearance.replaceDict(
+                Object::parse("<< /Type /XObject /Subtype /Form /BBox " + bbox + " >>"));
             auto annot = pdf.makeIndirectObject(Object::parse(
                 "<< /Type /Annot /Subtype /Square /Rect " + box(r) + " /AP << >> >>"));
             annot.getKey("/AP").replaceKey("/N", appearance);
