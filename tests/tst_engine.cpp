@@ -65,24 +65,18 @@ QStringList xmlTexts(const QByteArray &xml)
     return reader.hasError() ? QStringList() : texts;
 }
 
-// Sets a resource limit for the length of a scope.
-class ScopedLimit
+// Runs body under a soft resource limit, restored afterwards.
+template <typename Body> bool limited(int resource, rlim_t soft, Body body)
 {
-public:
-    ScopedLimit(int resource, rlim_t soft)
-        : m_resource(resource)
-    {
-        getrlimit(resource, &m_saved);
-        struct rlimit limit = m_saved;
-        limit.rlim_cur = soft;
-        setrlimit(resource, &limit);
-    }
-    ~ScopedLimit() { setrlimit(m_resource, &m_saved); }
-
-private:
-    int m_resource;
-    struct rlimit m_saved;
-};
+    struct rlimit saved;
+    getrlimit(resource, &saved);
+    struct rlimit limit = saved;
+    limit.rlim_cur = soft;
+    setrlimit(resource, &limit);
+    const bool result = body();
+    setrlimit(resource, &saved);
+    return result;
+}
 
 // A box as text, to the thousandth of a point; "none" for no box.
 QString text(const std::optional<QRectF> &r)
@@ -514,10 +508,8 @@ void TestEngine::mergeStaysWithinTheOpenFileLimit()
         inputs << path(QStringLiteral("in%1.pdf").arg(i));
         TestPdf::write(inputs.back(), TestPdf::pages(1, QStringLiteral("d%1-").arg(i)));
     }
-    {
-        ScopedLimit files(RLIMIT_NOFILE, 256);
-        QVERIFY(PDFTools::MergePdfs(inputs, path("out.pdf")));
-    }
+    QVERIFY(
+        limited(RLIMIT_NOFILE, 256, [&] { return PDFTools::MergePdfs(inputs, path("out.pdf")); }));
     const auto out = TestPdf::read(path("out.pdf"));
     QCOMPARE(out.pages.size(), 600);
     QCOMPARE(out.pages[599].marker, QStringLiteral("d599-1"));
@@ -877,23 +869,22 @@ void TestEngine::writeFailures()
     const QByteArray inputBefore = contents(input);
     const QByteArray targetBefore = contents(target);
     const QStringList before = TestPdf::files(path("in")) + TestPdf::files(path("out"));
-    bool written = true;
-    {
-        std::signal(SIGXFSZ, SIG_IGN);
-        ScopedLimit size(RLIMIT_FSIZE, failure == "full disk" ? 64 * 1024 : RLIM_INFINITY);
-        WatermarkSettings text;
-        text.text = "Draft";
-        const double width = failure == "an infinite width" ? qInf()
-                             : failure.endsWith("number")   ? qQNaN()
-                                                            : 99;
-        written = operation == "merge"   ? PDFTools::MergePdfs({input, input}, target)
-                  : operation == "split" ? PDFTools::SplitPdf(input, target, 1, 400)
-                  : operation == "crop"
-                      ? PDFTools::CropPDF(input, {}, target, 0, 0, width, 99, false)
-                  : operation == "watermark"
-                      ? PDFTools::WatermarkPDF(input, text, target)
-                      : PDFTools::ChangedDocumentsPropertiesWithPdfPath(input, "New", "", "", "");
-    }
+    WatermarkSettings text;
+    text.text = "Draft";
+    const double width = failure == "an infinite width" ? qInf()
+                         : failure.endsWith("number")   ? qQNaN()
+                                                        : 99;
+    std::signal(SIGXFSZ, SIG_IGN);
+    const bool written = limited(
+        RLIMIT_FSIZE, failure == "full disk" ? 64 * 1024 : RLIM_INFINITY, [&] {
+            return operation == "merge"   ? PDFTools::MergePdfs({input, input}, target)
+                   : operation == "split" ? PDFTools::SplitPdf(input, target, 1, 400)
+                   : operation == "crop"
+                       ? PDFTools::CropPDF(input, {}, target, 0, 0, width, 99, false)
+                   : operation == "watermark"
+                       ? PDFTools::WatermarkPDF(input, text, target)
+                       : PDFTools::ChangedDocumentsPropertiesWithPdfPath(input, "New", "", "", "");
+        });
     QFile::setPermissions(path("in"), readOnly | QFileDevice::WriteOwner);
     QVERIFY(!written);
     QCOMPARE(contents(input), inputBefore);
