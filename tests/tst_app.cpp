@@ -56,16 +56,6 @@ QString listing(const QString &folder)
     return files.join("; ");
 }
 
-// The values a progress bar took, in order.
-QList<int> values(const QSignalSpy &progress)
-{
-    QList<int> values;
-    for (const auto &arguments : progress) {
-        values << arguments.at(0).toInt();
-    }
-    return values;
-}
-
 } // namespace
 
 class TestApp : public QObject
@@ -386,7 +376,11 @@ void TestApp::mergeRuns()
     QCOMPARE(m_alerts.log.join(" | "), alerts.replace("<dir>", m_dir->path()));
     const QString target = output.endsWith(".pdf") ? output : output + ".pdf";
     QCOMPARE(TestPdf::read(path(target)).markers().join(' '), markers);
-    QCOMPARE(values(bar), progress);
+    QList<int> shown;
+    for (const auto &arguments : bar) {
+        shown << arguments.at(0).toInt();
+    }
+    QCOMPARE(shown, progress);
     QCOMPARE(window.documents().listPdfPaths(), paths(listed)); // the list survives the run
 }
 
