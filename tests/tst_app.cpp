@@ -307,8 +307,7 @@ void TestApp::listCommands()
     list.OnRemoveSelected();
     QCOMPARE(list.listPdfPaths(), paths("bc"));
     QCOMPARE(cleared.count(), 2);
-    // The preview follows: no document is selected any more.
-    QCOMPARE(current.last().at(0).toString(), QString());
+    QCOMPARE(current.last().at(0).toString(), QString()); // the preview follows: no selection
     m_alerts.yesNo = {false, true};
     list.OnRemoveAll();
     QCOMPARE(list.listPdfPaths(), paths("bc"));
@@ -473,9 +472,9 @@ void TestApp::splitRuns()
         QVERIFY(!child<QAction>(&window, "actionLoadProfile")->isEnabled());
         waitForRun(window);
     }
-    QVERIFY(child(&window, "textFieldNames")->isEnabled());
-    QVERIFY(child(&window, "buttonSplitPDFDocuments")->isEnabled());
-    QVERIFY(child<QAction>(&window, "actionNew")->isEnabled());
+    QVERIFY(child(&window, "textFieldNames")->isEnabled()
+            && child(&window, "buttonSplitPDFDocuments")->isEnabled()
+            && child<QAction>(&window, "actionNew")->isEnabled());
     alerts.replace("<a>", both[0]).replace("<b>", both[1]);
     alerts.replace("<out>", path("out")).replace("<missing>", path("missing"));
     QCOMPARE(m_alerts.log.join(" | "), alerts);

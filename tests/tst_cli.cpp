@@ -25,9 +25,8 @@ struct Result
     QString lastLine() const { return out.trimmed().section('\n', -1); }
 };
 
-// What a file holds, in one line: a picture's size and resolution; a PDF's pages by marker, each
-// with its media box when it is not US letter and "*" when a picture is drawn on it, then its
-// title, author, subject and keywords where they are set.
+// A file in one line: a picture's size and resolution; a PDF's pages by marker, each with its media
+// box when not US letter and "*" when a picture is drawn on it, then its set info texts.
 QString describe(const QString &file)
 {
     if (file.endsWith(".png")) {
@@ -353,7 +352,7 @@ void TestCli::sameResultForAnyNumberOfJobs()
         written << snapshot();
     }
     QCOMPARE(results[0].exitCode, exitCode);
-    QCOMPARE(results[1].exitCode, exitCode);
+    QCOMPARE(results[1].exitCode, results[0].exitCode);
     QCOMPARE(results[1].out, results[0].out);
     QCOMPARE(results[1].err, results[0].err);
     QCOMPARE(written[0].size(), inputs.size() - pages.count(0) + outputs);

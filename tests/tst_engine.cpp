@@ -124,8 +124,6 @@ private slots:
     void selfOverwrite();
     void watermarkProfile_data();
     void watermarkProfile();
-    void fileSizeText_data();
-    void fileSizeText();
     void inspection();
     void loadTest_data();
     void loadTest();
@@ -213,11 +211,10 @@ void TestEngine::expressions()
 
 void TestEngine::outputPaths_data()
 {
-    // Inputs in /data/in, outputs in /data/out.
-    QTest::addColumn<QString>("input");
+    QTest::addColumn<QString>("input"); // in /data/in
     QTest::addColumn<QString>("nameTemplate");
     QTest::addColumn<int>("mode");
-    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("path"); // in /data/out
     const int doc = -1;
     const int runs = int(SplitMode::Consecutive);
     const int ivs = int(SplitMode::Intervals);
@@ -307,8 +304,7 @@ void TestEngine::selfOverwrite()
     QVERIFY(QFile::link(a, path("link.pdf")));
     QVERIFY(SelfOverwriteRefused(a, {a}));
     QVERIFY2(SelfOverwriteRefused(path("link.pdf"), {a}), "the same file reached another way");
-    QVERIFY(!SelfOverwriteRefused(a, {a, b}));
-    QVERIFY(!SelfOverwriteRefused(b, {a}));
+    QVERIFY(!SelfOverwriteRefused(a, {a, b}) && !SelfOverwriteRefused(b, {a}));
     QVERIFY(OverwritesInput(path("link.pdf"), {b, a}));
     QVERIFY(!OverwritesInput(path("c.pdf"), {a, b}));
     QCOMPARE(OverwriteQuestion("/x/y.pdf"),
@@ -345,29 +341,9 @@ void TestEngine::watermarkProfile()
     QVERIFY2(reason.contains(error), qPrintable(reason));
 }
 
-void TestEngine::fileSizeText_data()
-{
-    QTest::addColumn<quint64>("bytes");
-    QTest::addColumn<QString>("text");
-    row("1023", quint64(1023), "1023 B");
-    row("1076", quint64(1076), "1.1 KB");
-    row("1048575 rounds up, stays KB", quint64(1048575), "1024.0 KB");
-    row("1073741823 in single precision", quint64(1073741823), "1024.0 MB");
-    row("1073741824", quint64(1073741824), "1.0 GB");
-    row("1099511627776", quint64(1099511627776), "1.0 TB");
-}
-
-void TestEngine::fileSizeText()
-{
-    QFETCH(quint64, bytes);
-    QFETCH(QString, text);
-    QCOMPARE(PDFTools::FileSizeText(bytes), text);
-}
-
 void TestEngine::inspection()
 {
-    // The first page's media box, inherited from the page tree, truncated, not swapped for its
-    // rotation.
+    // The first page's media box: inherited, truncated, not swapped for its rotation.
     TestPdf::Document document = TestPdf::pages(2);
     document.inheritMediaBox = true;
     document.pages[0].mediaBox = QRectF(50, 60, 595.28, 841.89);
@@ -386,6 +362,16 @@ void TestEngine::inspection()
     QCOMPARE(PDFTools::GetPDFPageSize(path("notes.txt")), QStringLiteral("0 x 0"));
     QCOMPARE(PDFTools::GetSizeWithPath(path("notes.txt")), QStringLiteral("2.0 KB"));
     QCOMPARE(PDFTools::GetSizeWithPath(path("missing.pdf")), QStringLiteral("0 B"));
+    // Units of 1024, one decimal, rounded in single precision.
+    const QList<std::pair<quint64, QString>> sizes{{1023, "1023 B"},
+                                                   {1076, "1.1 KB"},
+                                                   {1048575, "1024.0 KB"},
+                                                   {1073741823, "1024.0 MB"},
+                                                   {1073741824, "1.0 GB"},
+                                                   {1099511627776, "1.0 TB"}};
+    for (const auto &[bytes, text] : sizes) {
+        QCOMPARE(PDFTools::FileSizeText(bytes), text);
+    }
     QVERIFY(qAbs(PDFTools::DocumentCreationDateWithPath(path("missing.pdf")).secsTo(now)) < 5);
 }
 

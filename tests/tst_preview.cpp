@@ -1,6 +1,5 @@
-// Page images, the crop preview, the PNG writer, and the watermark: the fonts, the pictures'
-// natural sizes, the text and picture canvases, and stamped documents as poppler renders them,
-// pixel for pixel against the engine's whole canvases.
+// Page images, the crop preview, the PNG writer, the watermark's fonts, pictures and canvases, and
+// stamped documents as poppler renders them, pixel for pixel against the engine's canvases.
 
 #include "engine/pdftools.h"
 #include "preview/fontlist.h"
