@@ -1,5 +1,6 @@
 #include "batch.h"
 
+#include "commands.h"
 #include "console.h"
 #include "engine/pdftools.h"
 #include "naming/intervals.h"
@@ -252,6 +253,41 @@ int finishRun(bool success, const QString &successText, const QString &failureTe
 {
     printResult(success ? successText : failureText);
     return success ? ExitSuccess : ExitFailure;
+}
+
+qint64 readPageNumber(const QCommandLineParser &parser, const QString &name)
+{
+    bool ok = false;
+    const QString text = parser.value(name);
+    const qint64 page = text.trimmed().toLongLong(&ok);
+    if (!ok || page < 1) {
+        throw UsageError{
+            QStringLiteral("--%1 takes a page number from 1 on, not \"%2\"").arg(name, text)};
+    }
+    return page;
+}
+
+QString readOutputImage(const QCommandLineParser &parser)
+{
+    if (!parser.isSet(QStringLiteral("o"))) {
+        throw UsageError{QStringLiteral("the output image is missing (-o OUT.png)")};
+    }
+    return QDir::cleanPath(QFileInfo(parser.value(QStringLiteral("o"))).absoluteFilePath());
+}
+
+bool explainMissingPage(const QString &path, qint64 page)
+{
+    const auto status = PDFTools::LoadTest(path);
+    if (status != PDFTools::LoadStatus::Loadable && status != PDFTools::LoadStatus::Encrypted) {
+        printError(QStringLiteral("%1: %2").arg(path, PDFTools::LoadStatusText(status)));
+        return true;
+    }
+    const qint64 count = PDFTools::GetPDFNumberOfPages(path);
+    if (page > count) {
+        printError(QStringLiteral("%1 has no page %2 (it has %3)").arg(path).arg(page).arg(count));
+        return true;
+    }
+    return false;
 }
 
 } // namespace Cli

@@ -3,43 +3,30 @@
 #include "batch.h"
 #include "commands.h"
 #include "console.h"
+#include "guimodule.h"
 
 #include <QCoreApplication>
-#include <QGuiApplication>
 
 #include <cstring>
-#include <memory>
 
 namespace Cli {
 
 namespace {
 
+// The subcommands that draw nothing; the others are the graphical module's.
 struct Subcommand
 {
     const char *name;
     int (*run)(const QStringList &args);
-    bool needsFonts; // text is drawn: a QGuiApplication (offscreen) rather than a core one
 };
 
 const Subcommand subcommands[] = {
-    {"info", infoCommand, false},
-    {"merge", mergeCommand, false},
-    {"split", splitCommand, false},
-    {"crop", cropCommand, false},
-    {"render", renderCommand, false},
-    {"properties", propertiesCommand, false},
-    {"watermark", watermarkCommand, true},
+    {"info", infoCommand},
+    {"merge", mergeCommand},
+    {"split", splitCommand},
+    {"crop", cropCommand},
+    {"properties", propertiesCommand},
 };
-
-const Subcommand *findSubcommand(const char *name)
-{
-    for (const auto &subcommand : subcommands) {
-        if (std::strcmp(subcommand.name, name) == 0) {
-            return &subcommand;
-        }
-    }
-    return nullptr;
-}
 
 } // namespace
 
@@ -83,30 +70,24 @@ int run(int argc, char **argv)
         std::fputs("quire " QUIRE_VERSION "\n", stdout);
         return ExitSuccess;
     }
-    const Subcommand *subcommand = findSubcommand(first);
-    if (!subcommand) {
-        std::fprintf(stderr, "quire: unknown subcommand \"%s\" (see quire --help)\n", first);
-        return ExitUsage;
-    }
-
     // Headless: never a window, also where a display is available.
     qputenv("QT_QPA_PLATFORM", "offscreen");
-    std::unique_ptr<QCoreApplication> app;
-    if (subcommand->needsFonts) {
-        // Starting its platform plugin, Qt warns on stderr when XDG_RUNTIME_DIR is unset (cron
-        // jobs, containers); a headless run has no use for that folder.
-        static QtMessageHandler previous = nullptr;
-        previous = qInstallMessageHandler(
-            [](QtMsgType type, const QMessageLogContext &context, const QString &message) {
-                if (!message.startsWith(QLatin1String("QStandardPaths: XDG_RUNTIME_DIR"))) {
-                    previous(type, context, message);
-                }
-            });
-        app = std::make_unique<QGuiApplication>(argc, argv);
-        qInstallMessageHandler(previous);
-    } else {
-        app = std::make_unique<QCoreApplication>(argc, argv);
+    if (isDrawingCommand(first)) {
+        const GuiModule *module = guiModule();
+        return module ? module->command(first, argc, argv) : ExitFailure;
     }
+    for (const auto &subcommand : subcommands) {
+        if (std::strcmp(subcommand.name, first) == 0) {
+            QCoreApplication app(argc, argv);
+            return runCommand(subcommand.name, subcommand.run);
+        }
+    }
+    std::fprintf(stderr, "quire: unknown subcommand \"%s\" (see quire --help)\n", first);
+    return ExitUsage;
+}
+
+int runCommand(const char *name, int (*command)(const QStringList &args))
+{
     QCoreApplication::setApplicationName(QStringLiteral("quire"));
     QCoreApplication::setApplicationVersion(QStringLiteral(QUIRE_VERSION));
     installLogHandler();
@@ -114,10 +95,9 @@ int run(int argc, char **argv)
     QStringList args = QCoreApplication::arguments().mid(1);
     args[0] = QStringLiteral("quire ") + args[0];
     try {
-        return subcommand->run(args);
+        return command(args);
     } catch (const UsageError &error) {
-        printError(
-            QStringLiteral("%1: %2").arg(QString::fromLatin1(subcommand->name), error.reason));
+        printError(QStringLiteral("%1: %2").arg(QString::fromLatin1(name), error.reason));
         return ExitUsage;
     }
 }

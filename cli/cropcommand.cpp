@@ -2,7 +2,7 @@
 #include "commands.h"
 #include "console.h"
 #include "engine/pdftools.h"
-#include "preview/imagetools.h"
+#include "guimodule.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -56,13 +56,8 @@ int writePreview(const QCommandLineParser &parser, const Rectangle &rect, bool p
     // Percentages of this page, converted as the Crop window converts them.
     const QRectF r = percents ? geometry->percentToPoints(rect.x, rect.y, rect.width, rect.height)
                               : QRectF(rect.x, rect.y, rect.width, rect.height);
-    const QImage image = ImageTools::DrawCropRectangleOnPageWithPdfPath(
-        path, page, r.x(), r.y(), r.width(), r.height());
-    if (image.isNull()) {
-        printError(QStringLiteral("cannot render page %1 of %2").arg(page).arg(path));
-        return ExitFailure;
-    }
-    return writeImage(image, output) ? ExitSuccess : ExitFailure;
+    const GuiModule *module = guiModule();
+    return module ? module->cropPreview(path, page, r, output) : ExitFailure;
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "batch.h"
 #include "commands.h"
 #include "console.h"
+#include "imagecommands.h"
 #include "engine/pdftools.h"
 #include "preview/imagetools.h"
 #include "preview/pngfile.h"
@@ -9,41 +10,6 @@
 #include <QFileInfo>
 
 namespace Cli {
-
-qint64 readPageNumber(const QCommandLineParser &parser, const QString &name)
-{
-    bool ok = false;
-    const QString text = parser.value(name);
-    const qint64 page = text.trimmed().toLongLong(&ok);
-    if (!ok || page < 1) {
-        throw UsageError{
-            QStringLiteral("--%1 takes a page number from 1 on, not \"%2\"").arg(name, text)};
-    }
-    return page;
-}
-
-QString readOutputImage(const QCommandLineParser &parser)
-{
-    if (!parser.isSet(QStringLiteral("o"))) {
-        throw UsageError{QStringLiteral("the output image is missing (-o OUT.png)")};
-    }
-    return QDir::cleanPath(QFileInfo(parser.value(QStringLiteral("o"))).absoluteFilePath());
-}
-
-bool explainMissingPage(const QString &path, qint64 page)
-{
-    const auto status = PDFTools::LoadTest(path);
-    if (status != PDFTools::LoadStatus::Loadable && status != PDFTools::LoadStatus::Encrypted) {
-        printError(QStringLiteral("%1: %2").arg(path, PDFTools::LoadStatusText(status)));
-        return true;
-    }
-    const qint64 count = PDFTools::GetPDFNumberOfPages(path);
-    if (page > count) {
-        printError(QStringLiteral("%1 has no page %2 (it has %3)").arg(path).arg(page).arg(count));
-        return true;
-    }
-    return false;
-}
 
 bool writeImage(const QImage &image, const QString &output)
 {
@@ -87,6 +53,17 @@ int renderCommand(const QStringList &args)
         if (!explainMissingPage(path, page)) {
             printError(QStringLiteral("cannot render page %1 of %2").arg(page).arg(path));
         }
+        return ExitFailure;
+    }
+    return writeImage(image, output) ? ExitSuccess : ExitFailure;
+}
+
+int writeCropPreview(const QString &path, qint64 page, const QRectF &rect, const QString &output)
+{
+    const QImage image = ImageTools::DrawCropRectangleOnPageWithPdfPath(
+        path, page, rect.x(), rect.y(), rect.width(), rect.height());
+    if (image.isNull()) {
+        printError(QStringLiteral("cannot render page %1 of %2").arg(page).arg(path));
         return ExitFailure;
     }
     return writeImage(image, output) ? ExitSuccess : ExitFailure;

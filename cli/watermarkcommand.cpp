@@ -1,7 +1,9 @@
 #include "batch.h"
 #include "commands.h"
 #include "console.h"
+#include "imagecommands.h"
 #include "engine/pdftools.h"
+#include "engine/watermarksettings.h"
 #include "preview/fontlist.h"
 #include "preview/imagetools.h"
 

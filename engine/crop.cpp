@@ -109,7 +109,7 @@ std::optional<QRectF> keptRectangle(const PageGeometry &geometry, const CropRect
         return std::nullopt;
     }
     const QRectF inCrop(std::max(x, 0.0), std::max(y, 0.0), kept.width(), kept.height());
-    return geometry.cropToUser().mapRect(inCrop);
+    return geometry.cropRectToUser(inCrop);
 }
 
 // The kept rectangle becomes the media box; the crop, bleed, trim and art boxes are cut to it,

@@ -1,27 +1,8 @@
 // Page geometry: where crop coordinates, user space and page-image pixels meet.
 
-#include "pdftools.h"
+#include "pagegeometry.h"
 
 namespace {
-
-// From the shown page (origin at the shown lower-left corner of box, y up) to user space.
-QTransform shownToUser(const QRectF &box, int rotation)
-{
-    const double left = box.left();
-    const double right = box.right();
-    const double bottom = box.top(); // QRectF's top is the smaller y: the lower edge, y up
-    const double top = box.bottom();
-    switch (rotation) {
-    case 90: // the lower edge is shown on the left, the right edge at the bottom
-        return QTransform(0, 1, -1, 0, right, bottom);
-    case 180:
-        return QTransform(-1, 0, 0, -1, right, top);
-    case 270:
-        return QTransform(0, -1, 1, 0, left, top);
-    default:
-        return QTransform(1, 0, 0, 1, left, bottom);
-    }
-}
 
 QSizeF shown(const QSizeF &size, int rotation)
 {
@@ -34,6 +15,24 @@ double percentOf(double value, double length)
 }
 
 } // namespace
+
+AffineMatrix shownToUser(const QRectF &box, int rotation)
+{
+    const double left = box.left();
+    const double right = box.right();
+    const double bottom = box.top(); // QRectF's top is the smaller y: the lower edge, y up
+    const double top = box.bottom();
+    switch (rotation) {
+    case 90: // the lower edge is shown on the left, the right edge at the bottom
+        return {0, 1, -1, 0, right, bottom};
+    case 180:
+        return {-1, 0, 0, -1, right, top};
+    case 270:
+        return {0, -1, 1, 0, left, top};
+    default:
+        return {1, 0, 0, 1, left, bottom};
+    }
+}
 
 QSizeF PageGeometry::displayedSize() const
 {
@@ -54,15 +53,16 @@ QRectF PageGeometry::percentToPoints(double x, double y, double width, double he
                   percentOf(height, size.height()));
 }
 
-QTransform PageGeometry::cropToUser() const
+QRectF PageGeometry::cropRectToUser(const QRectF &rect) const
 {
     // An unrotated page keeps its own coordinates, whatever its media box's origin.
-    return rotation == 0 ? QTransform() : shownToUser(mediaBox, rotation);
-}
-
-QTransform PageGeometry::userToImage(double scale) const
-{
-    const double height = shown(visibleBox.size(), rotation).height();
-    return shownToUser(visibleBox, rotation).inverted()
-           * QTransform(scale, 0, 0, -scale, 0, height * scale);
+    if (rotation == 0) {
+        return rect;
+    }
+    const AffineMatrix m = shownToUser(mediaBox, rotation);
+    const auto map = [&m](QPointF p) {
+        return QPointF(m.m11 * p.x() + m.m21 * p.y() + m.dx, m.m12 * p.x() + m.m22 * p.y() + m.dy);
+    };
+    // A quarter turn maps opposite corners to opposite corners.
+    return QRectF(map(rect.topLeft()), map(rect.bottomRight())).normalized();
 }

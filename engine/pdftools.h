@@ -1,45 +1,25 @@
 #pragma once
 
-#include <QColor>
 #include <QDateTime>
-#include <QImage>
 #include <QList>
 #include <QRectF>
 #include <QSize>
 #include <QSizeF>
 #include <QString>
 #include <QStringList>
-#include <QTransform>
 
 #include <functional>
 #include <memory>
 #include <optional>
 
-class PdfSource;
+// The drawing side (page images, the watermark) is built apart from the rest and uses Qt Gui;
+// headless runs of the engine need only Qt Core.
+class QColor;
+class QImage;
+class QTransform;
+struct WatermarkSettings; // engine/watermarksettings.h
 
-// Watermark settings, in the order the watermark operation takes them. Lengths are points,
-// opacities and the picture scale are fractions (0 to 1), angles degrees.
-struct WatermarkSettings
-{
-    QString text;
-    QList<qint64> pages; // empty: every page
-    QString textFontType;
-    double textFontSize = 30;
-    QColor textColor = Qt::black;
-    double textOpacity = 0.7;
-    qint64 textPosition = 0;
-    double textVerticalOffset = 0;
-    double textHorizontalOffset = 0;
-    bool useShadow = false;
-    bool useStroke = false;
-    QString imagePath;
-    double scale = 1;
-    double imageOpacity = 0.7;
-    qint64 imagePosition = 1;
-    double imageVerticalOffset = 0;
-    double imageHorizontalOffset = 0;
-    double rotationDegrees = 0;
-};
+class PdfSource;
 
 // How a page is laid out and shown: its boxes in user space (normalised, y up) and its rotation.
 //
@@ -62,7 +42,9 @@ struct PageGeometry
     // Percentages of the shown page to points, each product in single precision: x and width
     // of the shown width, y and height of the shown height.
     QRectF percentToPoints(double x, double y, double width, double height) const;
-    // Crop coordinates to user space.
+    // A rectangle in crop coordinates, in user space.
+    QRectF cropRectToUser(const QRectF &rect) const;
+    // Crop coordinates to user space (the same mapping as cropRectToUser).
     QTransform cropToUser() const;
     // User space to the pixels of the page image (the visible box as shown, scale pixels a
     // point, origin at the top-left corner, y down).

@@ -5,6 +5,7 @@
 // watermark on every document, so what is made for one document serves the next. No qpdf here.
 
 #include "pdftools.h"
+#include "watermarksettings.h"
 #include "preview/picturefile.h"
 
 #include <QByteArray>

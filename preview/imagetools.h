@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/pdftools.h"
+#include "engine/watermarksettings.h"
 
 #include <QImage>
 #include <QString>

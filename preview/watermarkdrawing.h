@@ -6,6 +6,7 @@
 // outline (TextStyle).
 
 #include "engine/pdftools.h"
+#include "engine/watermarksettings.h"
 #include "picturefile.h"
 
 #include <QColor>
