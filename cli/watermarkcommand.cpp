@@ -1,16 +1,16 @@
 #include "batch.h"
 #include "commands.h"
 #include "console.h"
-#include "imagecommands.h"
 #include "engine/pdftools.h"
 #include "engine/watermarksettings.h"
+#include "imagecommands.h"
 #include "preview/fontlist.h"
 #include "preview/imagetools.h"
+#include "preview/picturefile.h"
 
 #include <QColor>
 #include <QDir>
 #include <QFileInfo>
-#include <QImageReader>
 #include <QRegularExpression>
 
 #include <cmath>
@@ -160,7 +160,7 @@ WatermarkSettings engineSettings(const Profiles::WatermarkSettings &s)
     w.useStroke = s.stroke;
     if (!s.image.isEmpty()) {
         w.imagePath = QFileInfo(s.image).absoluteFilePath();
-        if (!QImageReader(w.imagePath).canRead()) {
+        if (!PictureFile::canRead(w.imagePath)) {
             // As in the window: the run goes on without the picture.
             printError(QStringLiteral("watermark: the picture %1 cannot be read: no picture "
                                       "watermark")

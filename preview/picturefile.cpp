@@ -198,6 +198,49 @@ std::optional<QSizeF> PictureFile::declaredResolution(const QByteArray &head)
     return std::nullopt;
 }
 
+void PictureFile::chooseFormat(QImageReader &reader, const QByteArray &head)
+{
+    const auto format = [&head]() -> QByteArray {
+        if (head.startsWith("\x89PNG\r\n\x1a\n")) {
+            return "png";
+        }
+        if (head.startsWith("\xff\xd8\xff")) {
+            return "jpeg";
+        }
+        if (head.startsWith("GIF87a") || head.startsWith("GIF89a")) {
+            return "gif";
+        }
+        if (head.startsWith("BM")) {
+            return "bmp";
+        }
+        if (head.startsWith("RIFF") && head.mid(8, 4) == "WEBP") {
+            return "webp";
+        }
+        if (head.startsWith(QByteArrayView("II*\0", 4))
+            || head.startsWith(QByteArrayView("MM\0*", 4))) {
+            return "tiff";
+        }
+        return {};
+    }();
+    if (!format.isEmpty()) {
+        reader.setFormat(format);
+        reader.setAutoDetectImageFormat(false);
+    }
+}
+
+bool PictureFile::canRead(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        return false;
+    }
+    const QByteArray head = file.read(64);
+    file.close();
+    QImageReader reader(path);
+    chooseFormat(reader, head);
+    return reader.canRead();
+}
+
 PictureFile PictureFile::load(const QString &path, double scale, double pixelsPerPoint)
 {
     PictureFile picture;
@@ -212,6 +255,7 @@ PictureFile PictureFile::load(const QString &path, double scale, double pixelsPe
     file.close();
 
     QImageReader reader(path);
+    chooseFormat(reader, head);
     reader.setAutoTransform(true);
     const QByteArray format = reader.format();
     const double factor = scale * pixelsPerPoint;

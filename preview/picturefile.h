@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QImage>
+#include <QImageReader>
 #include <QSizeF>
 #include <QString>
 
@@ -16,6 +17,8 @@ public:
     // for it, and a large bitmap is reduced to it with area averaging, so that drawing needs no
     // more than a small bilinear step.
     static PictureFile load(const QString &path, double scale, double pixelsPerPoint);
+    // Whether load would find a picture in the file.
+    static bool canRead(const QString &path);
 
     bool isNull() const { return m_image.isNull(); }
     // The pixels, premultiplied ARGB; not necessarily of drawnSize.
@@ -31,6 +34,11 @@ public:
     static std::optional<QSizeF> declaredResolution(const QByteArray &head);
 
 private:
+    // Sends the reader straight to the handler of the format that the file's first bytes name
+    // (PNG, JPEG, GIF, BMP, WebP, TIFF), rather than letting Qt load every image plugin to ask;
+    // anything else is recognised as Qt recognises it.
+    static void chooseFormat(QImageReader &reader, const QByteArray &head);
+
     QImage m_image;
     QSizeF m_naturalSize;
     QSizeF m_drawnSize;

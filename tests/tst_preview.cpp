@@ -419,6 +419,11 @@ void TestPreview::naturalSize_data()
     row("PNG declaring nothing", undeclared, QSizeF(144, 72));
     row("JPEG at 144 dpi", encoded(at144, "JPEG"), QSizeF(72, 36));
     row("TIFF at 144 dpi", encoded(at144, "TIFF"), QSizeF(72, 36));
+    row("BMP at 144 dpi", encoded(at144, "BMP"), QSizeF(72, 36));
+    row("WebP declares nothing", encoded(at144, "WEBP"), QSizeF(144, 72));
+    row("GIF of one pixel",
+        QByteArray::fromBase64("R0lGODlhAQABAIAAAP///wAAACH5BAEAAAAALAAAAAABAAEAAAICRAEAOw=="),
+        QSizeF(1, 1));
     row("SVG: its own units are points",
         QByteArray("<svg xmlns='http://www.w3.org/2000/svg' width='50' height='20'>"
                    "<rect width='50' height='20' fill='red'/></svg>"),
