@@ -189,6 +189,12 @@ DocumentList::DocumentList(PdfTableView *table,
     connect(m_table->selectionModel(), &QItemSelectionModel::selectionChanged, this, [this] {
         emit currentPDFChanged(currentPDF());
     });
+    connect(&m_facts, &Jobs::DocumentFacts::factsRead, this, [this](const QString &path) {
+        const int row = int(m_paths.indexOf(path));
+        if (row >= 0) {
+            emit dataChanged(index(row), index(row), {Qt::ToolTipRole});
+        }
+    });
 }
 
 void DocumentList::connectButtons(QAbstractButton *add,
@@ -230,6 +236,7 @@ void DocumentList::insertPath(int row, const QString &path)
     beginInsertRows({}, row, row);
     m_paths.insert(row, path);
     endInsertRows();
+    m_facts.request(path);
 }
 
 void DocumentList::removePath(int row)
@@ -360,9 +367,8 @@ void DocumentList::moveSelected(int delta)
     emit listChanged();
 }
 
-QString DocumentList::tooltipText(const QString &path) const
+QString DocumentList::tooltipText(const PDFTools::DocumentSummary &summary) const
 {
-    const PDFTools::DocumentSummary summary = PDFTools::SummarizeDocument(path);
     QStringList lines{QStringLiteral("Number of Pages: ") + QString::number(summary.pages)};
     if (m_tooltip == Tooltip::ThreeLines) {
         lines << QStringLiteral("Page Size: ") + summary.pageSize;
@@ -387,9 +393,13 @@ QVariant DocumentList::data(const QModelIndex &index, int role) const
         return path;
     case Qt::DecorationRole:
         return m_icon;
-    case Qt::ToolTipRole:
-        // Asked afresh each time: the file may have changed since it was listed.
-        return tooltipText(path);
+    case Qt::ToolTipRole: {
+        // The file may have changed since it was read: then it is read again, and the tooltip
+        // follows once that is done.
+        m_facts.request(path);
+        const auto facts = m_facts.facts(path);
+        return facts ? tooltipText(*facts) : tr("Reading the document…");
+    }
     default:
         return {};
     }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "jobs/documentfacts.h"
+
 #include <QAbstractListModel>
 #include <QIcon>
 #include <QList>
@@ -89,7 +91,9 @@ public:
     void ShowCorruptedPDFsMessage();
 
     // "Number of Pages: 12", ["Page Size: 612 x 792",] "File Size: 1.5 MB", one per line.
-    QString tooltipText(const QString &path) const;
+    QString tooltipText(const PDFTools::DocumentSummary &facts) const;
+    // What is known of the listed documents, read on a thread of its own.
+    Jobs::DocumentFacts &facts() { return m_facts; }
 
     int rowCount(const QModelIndex &parent = {}) const override;
     QVariant data(const QModelIndex &index, int role) const override;
@@ -112,6 +116,7 @@ private:
     QWidget *m_window;
     QIcon m_icon;
     QStringList m_paths;
+    mutable Jobs::DocumentFacts m_facts; // read when asked
 };
 
 // The damaged-or-encrypted alert.

@@ -1,9 +1,7 @@
 #include "toolwindow.h"
 
 #include "app/alerts.h"
-#include "engine/pdftools.h"
-#include "naming/outputnames.h"
-#include "naming/profiles.h"
+#include "jobs/profiles.h"
 
 #include <QAction>
 #include <QApplication>
@@ -14,6 +12,7 @@
 #include <QMenuBar>
 #include <QPointer>
 #include <QProgressBar>
+#include <QThread>
 #include <QThreadPool>
 
 ToolWindow::ToolWindow(Tool tool, Alerts &alerts, QWidget *parent)
@@ -54,33 +53,137 @@ void ToolWindow::setInterfaceEnabled(bool enabled)
     }
 }
 
-void ToolWindow::startJob(Job job, const QString &successText, const QString &failureText)
+namespace {
+
+// Hands the run's progress to the window, on the main thread.
+class WindowProgress final : public Jobs::RunObserver
 {
+public:
+    WindowProgress(std::function<void(double)> show, ToolWindow::ProgressRule rule, int documents)
+        : m_show(std::move(show))
+        , m_rule(rule)
+        , m_documents(std::max(documents, 1))
+    {}
+    void documentStarted(int index) override
+    {
+        if (m_rule == ToolWindow::ProgressRule::AsEachDocumentStarts) {
+            m_show(double(index + 1) / m_documents * 100.0);
+        }
+    }
+    void documentFinished(int index, const Jobs::DocumentResult &) override
+    {
+        if (m_rule == ToolWindow::ProgressRule::AfterEachDocument) {
+            m_show(double(index) / m_documents * 100.0);
+        }
+    }
+
+private:
+    std::function<void(double)> m_show;
+    ToolWindow::ProgressRule m_rule;
+    int m_documents;
+};
+
+} // namespace
+
+QString ToolWindow::blockerText(const Jobs::Blocker &blocker, const RunTexts &texts) const
+{
+    using Kind = Jobs::Blocker::Kind;
+    switch (blocker.kind) {
+    case Kind::NoDocuments:
+        return texts.emptyList;
+    case Kind::NoFolder:
+        return QStringLiteral("Please select an output folder.");
+    case Kind::RunsBelowOne:
+        return QStringLiteral("The number of pages per interval must be at least 1. Enter a "
+                              "number of pages and %1 again.")
+            .arg(texts.verb);
+    case Kind::FolderMissing:
+        return QStringLiteral("The output folder %1 does not exist. Choose another folder.")
+            .arg(blocker.path);
+    case Kind::FolderNotWritable:
+        return QStringLiteral("The output folder %1 cannot be written to. Choose another folder.")
+            .arg(blocker.path);
+    case Kind::DocumentUnreadable:
+        return QStringLiteral("The document %1 could not be opened: it was moved, deleted or "
+                              "damaged after it was added. Remove it from the list and %2 again.")
+            .arg(blocker.path, texts.verb);
+    case Kind::NoInterval:
+        return QStringLiteral("No page interval of \"%1\" lies within the %2 pages of %3. Change "
+                              "the page intervals and %4 again.")
+            .arg(blocker.detail)
+            .arg(blocker.pages)
+            .arg(blocker.path, texts.verb);
+    }
+    return {};
+}
+
+void ToolWindow::runBatch(std::shared_ptr<Jobs::Batch> batch,
+                          const RunTexts &texts,
+                          ProgressRule rule,
+                          Jobs::Batch::Question question)
+{
+    const QList<Jobs::Blocker> blockers = batch->check();
+    using Kind = Jobs::Blocker::Kind;
+    if (!blockers.isEmpty()
+        && (blockers.front().kind == Kind::NoDocuments
+            || blockers.front().kind == Kind::NoFolder)) {
+        m_alerts.message(this, blockerText(blockers.front(), texts));
+        return;
+    }
     DisableInterface();
+    if (!blockers.isEmpty()) {
+        EnableInterface();
+        m_alerts.message(this, blockerText(blockers.front(), texts));
+        return;
+    }
     m_running = true;
-    // The job holds copies of everything it reads. What it sends back goes through the
+    // The batch holds copies of everything it reads. What the run sends back goes through the
     // application object, which outlives the window, and is dropped once the window is gone.
     const QPointer<ToolWindow> window(this);
-    QThreadPool::globalInstance()->start([job = std::move(job), window, successText, failureText] {
-        const ReportProgress progress = [window](double percent) {
-            QMetaObject::invokeMethod(
-                qApp,
-                [window, percent] {
-                    if (window) {
-                        window->setProgress(percent);
-                    }
-                },
-                Qt::QueuedConnection);
-        };
-        const bool success = job(progress);
+    const auto onMainThread = [window](auto work) {
         QMetaObject::invokeMethod(
             qApp,
-            [window, success, successText, failureText] {
+            [window, work] {
                 if (window) {
-                    window->finishRun(success, successText, failureText);
+                    work(*window);
                 }
             },
             Qt::QueuedConnection);
+    };
+    if (!question) {
+        question = [window](const QString &path) {
+            // Asked on the main thread while the run waits; a window that is gone leaves every
+            // existing file as it is.
+            Naming::OverwriteAnswer answer = Naming::OverwriteAnswer::NoToAll;
+            QMetaObject::invokeMethod(
+                qApp,
+                [&] {
+                    if (window) {
+                        answer = window->alerts().askOverwrite(window, path);
+                    }
+                },
+                Qt::BlockingQueuedConnection);
+            return answer;
+        };
+    }
+    QThreadPool::globalInstance()->start([batch, texts, rule, question, onMainThread] {
+        const int jobs = QThread::idealThreadCount();
+        batch->plan({jobs, true});
+        if (!batch->plan().canStart()) {
+            const Jobs::Blocker blocker = batch->plan().blockers.front();
+            onMainThread(
+                [blocker, texts](ToolWindow &w) { w.abandonRun(w.blockerText(blocker, texts)); });
+            return;
+        }
+        batch->decide(question);
+        WindowProgress progress(
+            [onMainThread](double percent) {
+                onMainThread([percent](ToolWindow &w) { w.setProgress(percent); });
+            },
+            rule,
+            int(batch->plan().documents.size()));
+        const Jobs::RunResult result = batch->run({jobs}, &progress);
+        onMainThread([result, texts](ToolWindow &w) { w.finishRun(result, texts); });
     });
 }
 
@@ -89,62 +192,21 @@ void ToolWindow::setProgress(double percent)
     m_progress->setValue(qRound(percent));
 }
 
-void ToolWindow::finishRun(bool success, const QString &successText, const QString &failureText)
+void ToolWindow::finishRun(const Jobs::RunResult &result, const RunTexts &texts)
 {
     m_progress->setValue(0);
     EnableInterface();
     m_running = false;
-    m_alerts.message(this, success ? successText : failureText);
-    emit runFinished(success);
+    m_alerts.message(this, result.success ? texts.success : texts.failure);
+    emit runFinished(result.success);
 }
 
 void ToolWindow::abandonRun(const QString &text)
 {
     EnableInterface();
+    m_running = false;
     m_alerts.message(this, text);
-}
-
-void ToolWindow::runPerDocument(
-    const QStringList &inputs,
-    const QString &folder,
-    const RunTexts &texts,
-    const std::function<QString(const QString &input)> &outputPath,
-    std::function<bool(const QString &input, const QString &output)> step)
-{
-    if (inputs.isEmpty()) {
-        m_alerts.message(this, texts.emptyList);
-        return;
-    }
-    if (folder.isEmpty()) {
-        m_alerts.message(this, QStringLiteral("Please select an output folder."));
-        return;
-    }
-    DisableInterface();
-    DocumentRun run;
-    run.inputs = inputs;
-    for (const QString &input : inputs) {
-        run.outputs << outputPath(input);
-    }
-    // Every question is asked before anything is written.
-    run.decisions = planOverwrites(run.outputs);
-    run.step = [inputs, outputs = run.outputs, step = std::move(step)](int i) {
-        return step(inputs[i], outputs[i]);
-    };
-    startJob([run](const ReportProgress &progress) { return runDocuments(run, progress); },
-             texts.success,
-             texts.failure);
-}
-
-QList<Naming::OverwriteDecision> ToolWindow::planOverwrites(const QStringList &outputs)
-{
-    Naming::OverwritePass pass(
-        [this](const QString &path) { return m_alerts.askOverwrite(this, path); });
-    QList<Naming::OverwriteDecision> decisions;
-    decisions.reserve(outputs.size());
-    for (const QString &output : outputs) {
-        decisions << pass.decide(output);
-    }
-    return decisions;
+    emit runFinished(false);
 }
 
 void ToolWindow::OnBrowse(QLineEdit *field)
@@ -153,27 +215,6 @@ void ToolWindow::OnBrowse(QLineEdit *field)
     if (!folder.isEmpty()) {
         field->setText(QDir::cleanPath(folder));
     }
-}
-
-bool ToolWindow::runDocuments(const DocumentRun &run, const ReportProgress &progress)
-{
-    bool result = true;
-    const qsizetype n = run.inputs.size();
-    for (qsizetype i = 0; i < n; ++i) {
-        // Moved, deleted or damaged since it was listed: the run ends here.
-        if (PDFTools::GetPDFNumberOfPages(run.inputs[i]) == 0) {
-            return false;
-        }
-        if (run.decisions.value(i) == Naming::OverwriteDecision::Skip) {
-            // left as it is
-        } else if (Naming::OverwritesInput(run.outputs[i], run.inputs)) {
-            result = false;
-        } else {
-            result = run.step(int(i)) && result;
-        }
-        progress(double(i) / double(n) * 100.0);
-    }
-    return result;
 }
 
 void ToolWindow::OnFileNew()
@@ -219,7 +260,7 @@ void ToolWindow::OnSaveProfileAs()
 void ToolWindow::saveProfileTo(const QString &path)
 {
     QString error;
-    if (!Profiles::write(path, profileTool(), profileSettings(), &error)) {
+    if (!Jobs::Profiles::writeFile(path, profileTool(), profileSettings(), &error)) {
         m_alerts.message(this, QStringLiteral("The profile could not be saved: %1.").arg(error));
         return;
     }
@@ -241,7 +282,7 @@ void ToolWindow::OnLoadProfile()
         return;
     }
     QString error;
-    const auto settings = Profiles::read(path, profileTool(), &error);
+    const auto settings = Jobs::Profiles::readFile(path, profileTool(), &error);
     if (!settings || !applyProfileSettings(*settings, &error)) {
         m_alerts.message(this, QStringLiteral("The profile could not be loaded: %1.").arg(error));
         return;

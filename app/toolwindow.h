@@ -1,7 +1,7 @@
 #pragma once
 
 #include "app/mainmenu.h"
-#include "naming/overwrite.h"
+#include "jobs/batch.h"
 
 #include <QDialog>
 #include <QJsonObject>
@@ -9,26 +9,24 @@
 #include <QStringList>
 
 #include <functional>
+#include <memory>
 
 class Alerts;
 class QLineEdit;
 class QProgressBar;
 
 // What every tool window shares: the main menu, the window title with the profile in use, the
-// profile commands, and the batch run. A run copies its settings into its job, disables the
-// window's input controls, runs the job on Qt's thread pool, and hands progress and then one
-// completion to the main thread in order. A window closed during a run is gone: the job goes on
-// to its end, but its progress and completion reach no control.
+// profile commands, and the batch run. A run hands the window's settings to a batch of the job
+// layer, disables the window's input controls, plans and runs the batch on Qt's thread pool
+// (the overwrite questions come back to the main thread), and hands progress and then one
+// completion to the main thread in order. A window closed during a run is gone: the run goes on
+// to its end (existing files left as they are if it had yet to ask), but its progress and
+// completion reach no control.
 class ToolWindow : public QDialog, public MenuCommands
 {
     Q_OBJECT
 
 public:
-    // Called on the job's thread with a percentage from 0 to 100.
-    using ReportProgress = std::function<void(double percent)>;
-    // The run's work, on the job's thread; the run's result.
-    using Job = std::function<bool(const ReportProgress &)>;
-
     ToolWindow(Tool tool, Alerts &alerts, QWidget *parent);
     ~ToolWindow() override;
 
@@ -45,26 +43,17 @@ public:
     void OnSaveProfileAs() override;
     void OnLoadProfile() override;
 
-    // The per-document run of Crop, Watermark and Edit PDF Properties: for each document in
-    // order, unless its decision is Skip, step(i) writes outputs[i]. A document that no longer
-    // opens ends the loop and fails the run; an output that is one of the inputs is never
-    // written and fails the run. Progress is i / n x 100 after document i.
-    struct DocumentRun
-    {
-        QStringList inputs;
-        QStringList outputs;
-        QList<Naming::OverwriteDecision> decisions;
-        std::function<bool(int i)> step;
-    };
-    static bool runDocuments(const DocumentRun &run, const ReportProgress &progress);
-
-    // The words of a run that writes one file per document into a folder.
+    // The words of a run.
     struct RunTexts
     {
+        QString verb;      // "split": "... and split again."
         QString emptyList; // "There are no PDF documents to crop."
         QString success;   // "PDF document(s) cropped successfully."
         QString failure;   // "Could not crop PDF document(s)."
     };
+    // Where the progress bar stands: after each document (i / n x 100 once document i, counted
+    // from 0, is done), or as each document starts ((i + 1) / n x 100, the merge's).
+    enum class ProgressRule { AfterEachDocument, AsEachDocumentStarts };
 
 signals:
     // The completion of a run reached the window (after the completion message).
@@ -79,25 +68,17 @@ protected:
     void EnableInterface() { setInterfaceEnabled(true); }
     void setInterfaceEnabled(bool enabled);
 
-    // Disables the interface and starts the job; its completion sets the bar to 0, enables the
-    // interface and shows successText or failureText.
-    void startJob(Job job, const QString &successText, const QString &failureText);
-    // The window gives up on a run before its job: the interface is enabled again and text says
-    // what to change.
-    void abandonRun(const QString &text);
+    // The whole run of a batch: an empty list or a missing folder is said at once; otherwise
+    // the interface is disabled, the batch is planned (any reason it cannot start is said and
+    // the interface enabled again), the existing outputs are asked about (question; by default
+    // the overwrite alert), and the batch runs, ending with texts.success or texts.failure.
+    void runBatch(std::shared_ptr<Jobs::Batch> batch,
+                  const RunTexts &texts,
+                  ProgressRule rule = ProgressRule::AfterEachDocument,
+                  Jobs::Batch::Question question = {});
+    // What a reason the run cannot start says in this window.
+    QString blockerText(const Jobs::Blocker &blocker, const RunTexts &texts) const;
 
-    // The whole run of a tool that writes one file per document into a folder (Crop,
-    // Watermark): the checks and their alerts, the overwrite questions, then runDocuments on the
-    // job's thread. outputPath(i) names document i's output; step(input, output) writes it, on
-    // the job's thread, from settings it holds by value.
-    void runPerDocument(const QStringList &inputs,
-                        const QString &folder,
-                        const RunTexts &texts,
-                        const std::function<QString(const QString &input)> &outputPath,
-                        std::function<bool(const QString &input, const QString &output)> step);
-
-    // The overwrite pass before a run: one decision per output, asking about existing files.
-    QList<Naming::OverwriteDecision> planOverwrites(const QStringList &outputs);
     // The folder panel; the chosen folder goes into field, a cancelled panel leaves it.
     void OnBrowse(QLineEdit *field);
 
@@ -108,8 +89,11 @@ protected:
     virtual void ResetInterface() {}
 
 private:
+    // The window gives up on a run after it was planned: the interface is enabled again and
+    // text says what to change.
+    void abandonRun(const QString &text);
     void setProgress(double percent);
-    void finishRun(bool success, const QString &successText, const QString &failureText);
+    void finishRun(const Jobs::RunResult &result, const RunTexts &texts);
     void saveProfileTo(const QString &path);
     void updateWindowTitle();
 

@@ -2,8 +2,7 @@
 
 #include "app/alerts.h"
 #include "app/documentlist.h"
-#include "engine/pdftools.h"
-#include "naming/outputnames.h"
+#include "jobs/mergejob.h"
 #include "ui_viewcontrollermerge.h"
 
 #include <QDir>
@@ -70,16 +69,12 @@ void ViewControllerMerge::OnMergePDF()
             return;
         }
     }
-    const double count = double(paths.size());
-    startJob(
-        [paths, output, count](const ReportProgress &progress) {
-            // Merging the only document into itself would gain nothing and risk it.
-            if (Naming::SelfOverwriteRefused(output, paths)) {
-                return false;
-            }
-            return PDFTools::MergePdfs(
-                paths, output, [&](int mergedFiles) { progress(mergedFiles / count * 100.0); });
-        },
-        QStringLiteral("PDF document(s) merged successfully."),
-        QStringLiteral("Could not merge PDF documents."));
+    // The save panel asked before an existing file was chosen.
+    runBatch(std::make_shared<Jobs::MergeJob>(paths, output),
+             {QStringLiteral("merge"),
+              QStringLiteral("Select a document first."),
+              QStringLiteral("PDF document(s) merged successfully."),
+              QStringLiteral("Could not merge PDF documents.")},
+             ProgressRule::AsEachDocumentStarts,
+             [](const QString &) { return Naming::OverwriteAnswer::Yes; });
 }

@@ -2,25 +2,15 @@
 
 #include "app/alerts.h"
 #include "app/documentlist.h"
-#include "engine/pdftools.h"
-#include "naming/intervals.h"
-#include "naming/outputnames.h"
+#include "jobs/profiles.h"
+#include "jobs/splitjob.h"
 #include "ui_viewcontrollersplit.h"
 
-#include <QFileInfo>
 #include <QIntValidator>
 
 #include <cmath>
 
 namespace {
-
-// One output of a run: an interval of a document, its file and what to do with it.
-struct PlannedOutput
-{
-    Naming::PageInterval interval;
-    QString path;
-    Naming::OverwriteDecision decision;
-};
 
 const QString defaultNames = QStringLiteral("[FileName](Page[IntervalIndex])");
 
@@ -86,12 +76,12 @@ ViewControllerSplit::~ViewControllerSplit() = default;
 void ViewControllerSplit::ResetInterface()
 {
     m_documents->clear();
-    setSettings(Profiles::SplitSettings{});
+    setSettings(Jobs::SplitSettings{});
 }
 
-Profiles::SplitSettings ViewControllerSplit::settings() const
+Jobs::SplitSettings ViewControllerSplit::settings() const
 {
-    Profiles::SplitSettings settings;
+    Jobs::SplitSettings settings;
     settings.mode = ui->radioIntervalSplit->isChecked() ? Naming::SplitMode::Intervals
                                                         : Naming::SplitMode::Consecutive;
     // Not a number reads as 0; the whole-number part counts.
@@ -103,7 +93,7 @@ Profiles::SplitSettings ViewControllerSplit::settings() const
     return settings;
 }
 
-void ViewControllerSplit::setSettings(const Profiles::SplitSettings &settings)
+void ViewControllerSplit::setSettings(const Jobs::SplitSettings &settings)
 {
     const bool consecutive = settings.mode == Naming::SplitMode::Consecutive;
     ui->radioConsecutivePageSplit->setChecked(consecutive);
@@ -117,7 +107,7 @@ void ViewControllerSplit::setSettings(const Profiles::SplitSettings &settings)
 
 bool ViewControllerSplit::applyProfileSettings(const QJsonObject &json, QString *error)
 {
-    const auto loaded = Profiles::SplitSettings::fromJson(json, error);
+    const auto loaded = Jobs::Profiles::fromJson<Jobs::SplitSettings>(json, error);
     if (loaded) {
         setSettings(*loaded);
     }
@@ -148,110 +138,9 @@ void ViewControllerSplit::OnStepperPagesPerIntervalChanged()
 
 void ViewControllerSplit::OnSplitPDFDocuments()
 {
-    const QStringList paths = m_documents->listPdfPaths();
-    if (paths.isEmpty()) {
-        alerts().message(this, QStringLiteral("Select a document first."));
-        return;
-    }
-    const Profiles::SplitSettings s = settings();
-    if (s.folder.isEmpty()) {
-        alerts().message(this, QStringLiteral("Please select an output folder."));
-        return;
-    }
-    DisableInterface();
-
-    // Every document is checked before any question is asked.
-    if (s.pagesPerInterval < 1) {
-        abandonRun(QStringLiteral("The number of pages per interval must be at least 1. Enter "
-                                  "a number of pages and split again."));
-        return;
-    }
-    const QFileInfo folder(s.folder);
-    if (!folder.isDir()) {
-        abandonRun(QStringLiteral("The output folder %1 does not exist. Choose another folder.")
-                       .arg(s.folder));
-        return;
-    }
-    if (!folder.isWritable()) {
-        abandonRun(QStringLiteral("The output folder %1 cannot be written to. Choose another "
-                                  "folder.")
-                       .arg(s.folder));
-        return;
-    }
-    QList<QList<Naming::PageInterval>> intervals;
-    for (const QString &path : paths) {
-        const qint64 pages = PDFTools::GetPDFNumberOfPages(path);
-        if (pages == 0) {
-            abandonRun(QStringLiteral("The document %1 could not be opened: it was moved, deleted "
-                                      "or damaged after it was added. Remove it from the list "
-                                      "and split again.")
-                           .arg(path));
-            return;
-        }
-        intervals << (s.mode == Naming::SplitMode::Consecutive
-                          ? Naming::GenerateConsecutiveIntervals(pages, s.pagesPerInterval)
-                          : Naming::GenerateArrayOfIntervals(s.expression, pages));
-        if (intervals.back().isEmpty()) {
-            abandonRun(QStringLiteral("No page interval of \"%1\" lies within the %2 pages of %3. "
-                                      "Change the page intervals and split again.")
-                           .arg(s.expression)
-                           .arg(pages)
-                           .arg(path));
-            return;
-        }
-    }
-
-    // One decision per interval, with one remembered answer for the whole run. A file that is
-    // one of the listed documents is never replaced, so nobody is asked about it.
-    Naming::OverwritePass pass(
-        [this](const QString &path) { return alerts().askOverwrite(this, path); });
-    QList<QList<PlannedOutput>> plans;
-    QStringList refused;
-    for (qsizetype d = 0; d < paths.size(); ++d) {
-        QList<PlannedOutput> plan;
-        for (qsizetype i = 0; i < intervals[d].size(); ++i) {
-            const auto &interval = intervals[d][i];
-            const QString output = Naming::OutputPathForInterval(
-                s.nameTemplate, s.folder, paths[d], s.mode, i + 1, interval.start, interval.end);
-            Naming::OverwriteDecision decision = Naming::OverwriteDecision::Skip;
-            if (Naming::OverwritesInput(output, paths)) {
-                if (!refused.contains(output)) {
-                    refused << output;
-                }
-            } else {
-                decision = pass.decide(output);
-            }
-            plan << PlannedOutput{interval, output, decision};
-        }
-        plans << plan;
-    }
-
-    QString failureText = QStringLiteral("Could not split PDF document(s).");
-    if (!refused.isEmpty()) {
-        failureText += QStringLiteral("\n\nThese files are documents of the list and were not "
-                                      "replaced; change the file names:\n")
-                       + refused.join(QLatin1Char('\n'));
-    }
-    const bool anyRefused = !refused.isEmpty();
-    startJob(
-        [paths, plans, anyRefused](const ReportProgress &progress) {
-            bool result = !anyRefused;
-            const qsizetype n = paths.size();
-            for (qsizetype d = 0; d < n; ++d) {
-                // Parsed once for all its intervals.
-                PdfSource source(paths[d]);
-                for (const PlannedOutput &output : plans[d]) {
-                    if (output.decision != Naming::OverwriteDecision::Skip) {
-                        result
-                            = PDFTools::SplitPdf(
-                                  source, output.path, output.interval.start, output.interval.end)
-                              && result;
-                    }
-                }
-                progress(double(d) / double(n) * 100.0);
-            }
-            return result;
-        },
-        QStringLiteral("PDF document(s) split successfully."),
-        failureText);
+    runBatch(std::make_shared<Jobs::SplitJob>(m_documents->listPdfPaths(), settings()),
+             {QStringLiteral("split"),
+              QStringLiteral("Select a document first."),
+              QStringLiteral("PDF document(s) split successfully."),
+              QStringLiteral("Could not split PDF document(s).")});
 }

@@ -1,7 +1,8 @@
 #pragma once
 
 #include "app/toolwindow.h"
-#include "naming/profiles.h"
+#include "jobs/profiles.h"
+#include "jobs/splitsettings.h"
 
 #include <memory>
 
@@ -24,8 +25,8 @@ public:
     DocumentList &documents() const { return *m_documents; }
 
     // The settings as the controls hold them; the field, not the stepper, gives the number.
-    Profiles::SplitSettings settings() const;
-    void setSettings(const Profiles::SplitSettings &settings);
+    Jobs::SplitSettings settings() const;
+    void setSettings(const Jobs::SplitSettings &settings);
 
     void ResetInterface() override;
     void OnConsecutivePageSplitSelected();
@@ -35,8 +36,8 @@ public:
     void OnSplitPDFDocuments();
 
 protected:
-    QString profileTool() const override { return QString::fromLatin1(Profiles::SplitTool); }
-    QJsonObject profileSettings() const override { return settings().toJson(); }
+    QString profileTool() const override { return QLatin1String(Jobs::SplitSettings::Tool); }
+    QJsonObject profileSettings() const override { return Jobs::Profiles::toJson(settings()); }
     bool applyProfileSettings(const QJsonObject &json, QString *error) override;
 
 private:

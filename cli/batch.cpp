@@ -3,8 +3,7 @@
 #include "commands.h"
 #include "console.h"
 #include "engine/pdftools.h"
-#include "naming/intervals.h"
-#include "naming/outputnames.h"
+#include "jobs/diagnostics.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -103,6 +102,16 @@ double readNumber(const QCommandLineParser &parser, const QString &name)
     return value;
 }
 
+qint64 readWholeNumber(const QCommandLineParser &parser, const QString &name)
+{
+    const double whole = std::trunc(readNumber(parser, name));
+    if (!(std::abs(whole) < 9.0e18)) {
+        throw UsageError{
+            QStringLiteral("--%1 is out of range: \"%2\"").arg(name, parser.value(name))};
+    }
+    return qint64(whole);
+}
+
 Inputs collectInputs(const QStringList &arguments, bool loadTest)
 {
     if (arguments.isEmpty()) {
@@ -147,7 +156,18 @@ Inputs collectInputs(const QStringList &arguments, bool loadTest)
     return inputs;
 }
 
-static Naming::OverwritePass::Question questionFor(OverwriteMode mode)
+void reportSkippedKeys(const QString &profile, const QStringList &skipped)
+{
+    if (!skipped.isEmpty()) {
+        printError(QStringLiteral("the profile %1 holds settings this version does not know, left "
+                                  "out: %2")
+                       .arg(profile, skipped.join(QStringLiteral(", "))));
+    }
+}
+
+namespace {
+
+Naming::OverwritePass::Question questionFor(OverwriteMode mode)
 {
     using Naming::OverwriteAnswer;
     if (mode == OverwriteMode::All) {
@@ -159,94 +179,79 @@ static Naming::OverwritePass::Question questionFor(OverwriteMode mode)
     return [](const QString &) { return OverwriteAnswer::NoToAll; };
 }
 
-OverwritePlanner::OverwritePlanner(OverwriteMode mode)
-    : m_pass(questionFor(mode))
-{}
-
-Naming::OverwriteDecision OverwritePlanner::decide(const QString &path)
+// What cannot start a run, in the command line's words; true when it counts as a failed run
+// (the completion message follows).
+bool explainBlocker(const Jobs::Blocker &blocker, const RunTexts &texts)
 {
-    const auto decision = m_pass.decide(path);
-    if (decision == Naming::OverwriteDecision::Skip) {
-        printError(QStringLiteral("%1 exists already: skipped").arg(path));
-    }
-    return decision;
-}
-
-bool writesOutput(Naming::OverwriteDecision decision,
-                  const QString &output,
-                  const QStringList &inputs,
-                  bool &result)
-{
-    if (decision == Naming::OverwriteDecision::Skip) {
-        return false; // left as it is
-    }
-    // Never over a document of the run (the only one listed included).
-    if (Naming::OverwritesInput(output, inputs)) {
-        qCWarning(lcCli).noquote().nospace()
-            << output << " is one of the input documents: not written";
-        result = false;
+    using Kind = Jobs::Blocker::Kind;
+    switch (blocker.kind) {
+    case Kind::RunsBelowOne:
+        printError(QStringLiteral("%1: --every must be at least 1").arg(texts.tool));
         return false;
+    case Kind::NoInterval:
+        printError(QStringLiteral("%1: no interval of \"%2\" lies in %3 (%4 pages)")
+                       .arg(texts.tool, blocker.detail, blocker.path)
+                       .arg(blocker.pages));
+        return false;
+    case Kind::FolderMissing:
+        printError(QStringLiteral("%1: the output folder %2 does not exist")
+                       .arg(texts.tool, blocker.path));
+        return true;
+    case Kind::FolderNotWritable:
+        printError(QStringLiteral("%1: the output folder %2 cannot be written to")
+                       .arg(texts.tool, blocker.path));
+        return true;
+    case Kind::NoDocuments:
+    case Kind::NoFolder:
+    case Kind::DocumentUnreadable:
+        break;
     }
+    printError(QStringLiteral("%1: %2 cannot be used").arg(texts.tool, blocker.path));
     return true;
 }
 
-int runOnePerDocument(const QString &tool,
-                      const Inputs &inputs,
-                      const QString &nameTemplate,
-                      const QString &folder,
-                      const BatchOptions &options,
-                      const QString &successText,
-                      const QString &failureText,
-                      const std::function<bool(const QString &input, const QString &output)> &write)
+// The progress bar, and each document's messages printed as the document is reported.
+class TerminalObserver final : public Jobs::RunObserver
 {
-    if (!QFileInfo(folder).isDir()) {
-        printError(QStringLiteral("%1: the output folder %2 does not exist").arg(tool, folder));
-        return finishRun(false, successText, failureText);
+public:
+    TerminalObserver(const QString &tool, qint64 total, bool quiet)
+        : m_bar(tool, total, quiet)
+    {}
+    void stepsDone(qint64 done, qint64 total) override { m_bar.set(done, total); }
+    void documentFinished(int, const Jobs::DocumentResult &result) override
+    {
+        Jobs::logMessages(result.messages);
     }
-    OverwritePlanner planner(options.overwrite);
-    QStringList outputs;
-    std::vector<Naming::OverwriteDecision> decisions;
-    QSet<QString> planned;
-    bool shared = false;
-    for (const QString &input : inputs.paths) {
-        const QString output = Naming::OutputPathForDocument(nameTemplate, folder, input);
-        shared = shared || planned.contains(output);
-        planned.insert(output);
-        outputs << output;
-        decisions.push_back(planner.decide(output));
-    }
+    void finish() { m_bar.finish(); }
 
-    ProgressBar bar(tool, inputs.paths.size(), options.quiet);
-    std::mutex barMutex;
-    bool success = !inputs.anyRejected;
-    runInOrder(
-        int(inputs.paths.size()),
-        shared ? 1 : options.jobs,
-        [&](int i) {
-            const QString &output = outputs[i];
-            bool result = true;
-            if (writesOutput(decisions[size_t(i)], output, inputs.paths, result)) {
-                result = write(inputs.paths[i], output);
-            }
-            std::lock_guard lock(barMutex);
-            bar.advance();
-            return result;
-        },
-        [&](int, bool result) { success = success && result; });
-    bar.finish();
-    return finishRun(success, successText, failureText);
-}
+private:
+    ProgressBar m_bar;
+};
 
-QList<qint64> selectedPages(const QString &expression, const QString &input, const char *done)
+} // namespace
+
+int runBatch(Jobs::Batch &batch, const BatchOptions &options, const RunTexts &texts, bool rejected)
 {
-    const qint64 count = PDFTools::GetPDFNumberOfPages(input);
-    const QList<qint64> pages = Naming::GenerateArrayOfPages(expression, count);
-    if (pages.isEmpty()) {
-        qCWarning(lcCli).noquote().nospace()
-            << "no page of \"" << expression << "\" lies in " << input << " (" << count
-            << " pages): every page is " << done;
+    batch.plan({options.jobs, false});
+    const Jobs::Plan &plan = batch.plan();
+    if (!plan.canStart()) {
+        return explainBlocker(plan.blockers.front(), texts)
+                   ? finishRun(false, texts.success, texts.failure)
+                   : ExitFailure;
     }
-    return pages;
+    for (const Jobs::DocumentPlan &document : plan.documents) {
+        Jobs::logMessages(document.notes);
+    }
+    batch.decide(questionFor(options.overwrite),
+                 [](const QString &path, Naming::OverwriteDecision decision) {
+                     if (decision == Naming::OverwriteDecision::Skip) {
+                         printError(QStringLiteral("%1 exists already: skipped").arg(path));
+                     }
+                 });
+    TerminalObserver observer(texts.tool, plan.documents.size(), options.quiet);
+    const Jobs::RunResult result = batch.run({options.jobs}, &observer);
+    observer.finish();
+    return finishRun(result.success && !rejected, texts.success, texts.failure);
 }
 
 int finishRun(bool success, const QString &successText, const QString &failureText)

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "naming/overwrite.h"
-#include "naming/profiles.h"
+#include "jobs/batch.h"
+#include "jobs/profiles.h"
 
 #include <QCommandLineParser>
 #include <QString>
@@ -46,27 +46,31 @@ struct BatchOptions
 void addBatchOptions(QCommandLineParser &parser, bool withProfile, bool withOverwrite = true);
 BatchOptions readBatchOptions(const QCommandLineParser &parser, bool withOverwrite = true);
 
-// The settings of the --profile file, which must be one of tool's; nothing without --profile.
-// Throws UsageError when the file cannot be used.
-template <typename Settings>
-std::optional<Settings> readProfile(const QCommandLineParser &parser, const char *tool)
+// Names on stderr the keys of a profile that were not understood.
+void reportSkippedKeys(const QString &profile, const QStringList &skipped);
+
+// The settings of the --profile file; nothing without --profile. Throws UsageError when the
+// file cannot be used; keys it does not know are named on stderr and left out.
+template <typename Settings> std::optional<Settings> readProfile(const QCommandLineParser &parser)
 {
     const QString name = QStringLiteral("profile");
     if (!parser.isSet(name)) {
         return std::nullopt;
     }
     QString error;
-    const QString path = parser.value(name);
-    const auto json = Profiles::read(path, QString::fromLatin1(tool), &error);
-    auto settings = json ? Settings::fromJson(*json, &error) : std::nullopt;
+    QStringList skipped;
+    auto settings = Jobs::Profiles::read<Settings>(parser.value(name), &error, &skipped);
     if (!settings) {
-        throw UsageError{json ? QStringLiteral("the profile %1: %2").arg(path, error) : error};
+        throw UsageError{error};
     }
+    reportSkippedKeys(parser.value(name), skipped);
     return settings;
 }
 
 // A number option, or a UsageError naming the option.
 double readNumber(const QCommandLineParser &parser, const QString &name);
+// The whole-number part of a number option, or a UsageError when it is none or out of range.
+qint64 readWholeNumber(const QCommandLineParser &parser, const QString &name);
 
 struct Inputs
 {
@@ -79,43 +83,22 @@ struct Inputs
 // input is left.
 Inputs collectInputs(const QStringList &arguments, bool loadTest = true);
 
-// The overwrite pass of a run with the --overwrite mode: asks on the terminal (as "none" when
-// standard input is not one) and reports each skip on stderr.
-class OverwritePlanner
+// The words a batch subcommand prints.
+struct RunTexts
 {
-public:
-    explicit OverwritePlanner(OverwriteMode mode);
-    Naming::OverwriteDecision decide(const QString &path);
-
-private:
-    Naming::OverwritePass m_pass;
+    QString tool;    // "split": the prefix of its reasons on stderr
+    QString success; // "PDF document(s) split successfully."
+    QString failure; // "Could not split PDF document(s)."
 };
 
-// Whether a planned output is written: not when the overwrite pass decided to skip it, nor when
-// it is one of the run's input documents, which is reported and fails the run (result false).
-bool writesOutput(Naming::OverwriteDecision decision,
-                  const QString &output,
-                  const QStringList &inputs,
-                  bool &result);
-
-// Crop and watermark: one new document per input, named from the template in the folder. The
-// folder is checked and every output planned (the overwrite pass) before anything is written;
-// then write(input, output) makes each output that is to be written, never over one of the
-// inputs. Documents that write the same file go one after the other, so the last one listed
-// wins whatever the number of jobs. Ends with the completion message; returns the exit status.
-int runOnePerDocument(
-    const QString &tool,
-    const Inputs &inputs,
-    const QString &nameTemplate,
-    const QString &folder,
-    const BatchOptions &options,
-    const QString &successText,
-    const QString &failureText,
-    const std::function<bool(const QString &input, const QString &output)> &write);
-
-// The pages of a document that an interval expression selects. When it selects none, every
-// page is processed, which is said on stderr ("every page is " + done).
-QList<qint64> selectedPages(const QString &expression, const QString &input, const char *done);
+// Plans, decides and runs a batch as the command line does: a run that cannot start says why on
+// stderr (a missing or unwritable folder also with the failure message); each output that
+// exists already is asked about with the --overwrite mode (on the terminal, or as "none" when
+// standard input is not one), and each skip is said; the progress bar counts the run's steps,
+// and each document's messages are printed in document order, whatever the number of jobs.
+// Ends with the completion message; returns the exit status. rejected: documents were left out
+// by the load test, which fails the run.
+int runBatch(Jobs::Batch &batch, const BatchOptions &options, const RunTexts &texts, bool rejected);
 
 // The run's completion message as the last line of stdout, and its exit status.
 int finishRun(bool success, const QString &successText, const QString &failureText);

@@ -4,7 +4,7 @@
 #include <QStringList>
 
 // One function per subcommand; args holds the subcommand's name and its arguments. Each returns
-// the exit status. The subcommands that draw are in imagecommands.h.
+// the exit status. The subcommands that draw are the extensions' (extensions.h).
 namespace Cli {
 
 int infoCommand(const QStringList &args);

@@ -1,5 +1,7 @@
 #include "console.h"
 
+#include "jobs/diagnostics.h"
+
 #include <QTextStream>
 
 #include <condition_variable>
@@ -19,7 +21,6 @@ namespace {
 
 std::mutex stderrMutex;
 ProgressBar *activeBar = nullptr; // drawn at the bottom of stderr; guarded by stderrMutex
-thread_local QStringList *heldLines = nullptr;
 
 void writeStderr(const QString &line)
 {
@@ -37,12 +38,7 @@ void logHandler(QtMsgType type, const QMessageLogContext &, const QString &messa
     if (type == QtDebugMsg && !qEnvironmentVariableIsSet("QUIRE_DEBUG")) {
         return;
     }
-    const QString line = QStringLiteral("quire: ") + message;
-    if (heldLines) {
-        heldLines->append(line);
-        return;
-    }
-    writeStderr(line);
+    writeStderr(QStringLiteral("quire: ") + message);
     if (type == QtFatalMsg) {
         std::abort();
     }
@@ -167,6 +163,12 @@ void ProgressBar::set(qint64 done)
     draw();
 }
 
+void ProgressBar::set(qint64 done, qint64 total)
+{
+    m_total = std::max<qint64>(total, 1);
+    set(done);
+}
+
 void ProgressBar::finish()
 {
     if (!m_enabled) {
@@ -236,9 +238,11 @@ void runInOrder(int count,
                     i = next++;
                 }
                 Outcome outcome;
-                heldLines = &outcome.lines;
-                outcome.result = work(i);
-                heldLines = nullptr;
+                {
+                    Jobs::DiagnosticsCapture capture;
+                    outcome.result = work(i);
+                    outcome.lines = capture.take();
+                }
                 {
                     std::lock_guard lock(mutex);
                     outcomes[size_t(i)] = std::move(outcome);
@@ -254,9 +258,7 @@ void runInOrder(int count,
             ready.wait(lock, [&] { return outcomes[size_t(i)].has_value(); });
             outcome = std::move(*outcomes[size_t(i)]);
         }
-        for (const QString &line : outcome.lines) {
-            writeStderr(line);
-        }
+        Jobs::logMessages(outcome.lines);
         report(i, outcome.result);
     }
     for (auto &worker : workers) {

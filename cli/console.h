@@ -15,8 +15,7 @@ Q_DECLARE_LOGGING_CATEGORY(lcCli)
 namespace Cli {
 
 // Routes Qt's log (the engine's diagnostics) to stderr as "quire: ..." lines, below the
-// progress bar; lines logged while a document is processed on a worker are held back and
-// printed in document order, so the messages are the same for any number of jobs.
+// progress bar.
 void installLogHandler();
 
 // A line on stdout.
@@ -40,6 +39,7 @@ public:
     ~ProgressBar();
     void advance(qint64 steps = 1);
     void set(qint64 done);
+    void set(qint64 done, qint64 total);
     void finish();
 
 private:
@@ -52,7 +52,8 @@ private:
 };
 
 // Runs work(i) for every i below count on up to jobs threads, and report(i, result) on the
-// calling thread in index order, each after the log lines that work(i) produced.
+// calling thread in index order, each after the log lines that work(i) produced (held back
+// meanwhile, so that the messages are the same for any number of jobs).
 void runInOrder(int count,
                 int jobs,
                 const std::function<bool(int)> &work,

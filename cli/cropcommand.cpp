@@ -1,8 +1,9 @@
 #include "batch.h"
+#include "commandline.h"
 #include "commands.h"
 #include "console.h"
 #include "engine/pdftools.h"
-#include "guimodule.h"
+#include "jobs/documentjobs.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -56,8 +57,8 @@ int writePreview(const QCommandLineParser &parser, const Rectangle &rect, bool p
     // Percentages of this page, converted as the Crop window converts them.
     const QRectF r = percents ? geometry->percentToPoints(rect.x, rect.y, rect.width, rect.height)
                               : QRectF(rect.x, rect.y, rect.width, rect.height);
-    const GuiModule *module = guiModule();
-    return module ? module->cropPreview(path, page, r, output) : ExitFailure;
+    const Extensions *drawing = extensions();
+    return drawing ? drawing->cropPreview(path, page, r, output) : ExitFailure;
 }
 
 } // namespace
@@ -120,10 +121,16 @@ int cropCommand(const QStringList &args)
         throw UsageError{QStringLiteral("the rectangle is missing (--rect X,Y,W,H)")};
     }
     const Rectangle rect = readRectangle(parser);
-    const bool pageSelection = parser.isSet(QStringLiteral("pages"));
-    const QString expression = parser.value(QStringLiteral("pages"));
-    const QString nameTemplate = parser.value(QStringLiteral("name"));
-    const QString folder
+    Jobs::CropSettings settings;
+    settings.unit = percents ? Jobs::CropUnit::Percents : Jobs::CropUnit::Points;
+    settings.originX = rect.x;
+    settings.originY = rect.y;
+    settings.width = rect.width;
+    settings.height = rect.height;
+    settings.pagesEnabled = parser.isSet(QStringLiteral("pages"));
+    settings.pages = parser.value(QStringLiteral("pages"));
+    settings.nameTemplate = parser.value(QStringLiteral("name"));
+    settings.folder
         = QDir::cleanPath(QFileInfo(parser.value(QStringLiteral("d"))).absoluteFilePath());
     const BatchOptions options = readBatchOptions(parser);
     if (parser.positionalArguments().isEmpty()) {
@@ -131,20 +138,13 @@ int cropCommand(const QStringList &args)
     }
     const Inputs inputs = collectInputs(parser.positionalArguments());
 
-    return runOnePerDocument(
-        QStringLiteral("crop"),
-        inputs,
-        nameTemplate,
-        folder,
-        options,
-        QStringLiteral("PDF document(s) cropped successfully."),
-        QStringLiteral("Could not crop PDF document(s)."),
-        [&](const QString &input, const QString &output) {
-            const QList<qint64> pages
-                = pageSelection ? selectedPages(expression, input, "cropped") : QList<qint64>();
-            return PDFTools::CropPDF(
-                input, pages, output, rect.x, rect.y, rect.width, rect.height, percents);
-        });
+    Jobs::CropJob job(inputs.paths, settings);
+    return runBatch(job,
+                    options,
+                    {QStringLiteral("crop"),
+                     QStringLiteral("PDF document(s) cropped successfully."),
+                     QStringLiteral("Could not crop PDF document(s).")},
+                    inputs.anyRejected);
 }
 
 } // namespace Cli

@@ -1,8 +1,7 @@
 #include "batch.h"
 #include "commands.h"
 #include "console.h"
-#include "engine/pdftools.h"
-#include "naming/outputnames.h"
+#include "jobs/mergejob.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -32,21 +31,13 @@ int mergeCommand(const QStringList &args)
         = QDir::cleanPath(QFileInfo(parser.value(QStringLiteral("o"))).absoluteFilePath());
     const Inputs inputs = collectInputs(parser.positionalArguments());
 
-    const QString success = QStringLiteral("PDF document(s) merged successfully.");
-    const QString failure = QStringLiteral("Could not merge PDF documents.");
-    if (OverwritePlanner(options.overwrite).decide(output) == Naming::OverwriteDecision::Skip) {
-        return finishRun(!inputs.anyRejected, success, failure);
-    }
-    if (Naming::SelfOverwriteRefused(output, inputs.paths)) {
-        printError(
-            QStringLiteral("%1 is the only input: it is not merged into itself").arg(output));
-        return finishRun(false, success, failure);
-    }
-    ProgressBar bar(QStringLiteral("merge"), inputs.paths.size(), options.quiet);
-    const bool merged = PDFTools::MergePdfs(
-        inputs.paths, output, [&](int mergedFiles) { bar.set(mergedFiles - 1); });
-    bar.finish();
-    return finishRun(merged && !inputs.anyRejected, success, failure);
+    Jobs::MergeJob job(inputs.paths, output);
+    return runBatch(job,
+                    options,
+                    {QStringLiteral("merge"),
+                     QStringLiteral("PDF document(s) merged successfully."),
+                     QStringLiteral("Could not merge PDF documents.")},
+                    inputs.anyRejected);
 }
 
 } // namespace Cli

@@ -1,19 +1,14 @@
 #include "batch.h"
 #include "commands.h"
 #include "console.h"
-#include "engine/pdftools.h"
-
-#include <QFileInfo>
-#include <QSet>
-
-#include <mutex>
+#include "jobs/documentjobs.h"
 
 namespace Cli {
 
 int propertiesCommand(const QStringList &args)
 {
     QCommandLineParser parser;
-    const Profiles::PropertiesSettings defaults;
+    const Jobs::PropertiesSettings defaults;
     const auto templateOption = [&](const char *name, const char *what, const QString &initial) {
         parser.addOption({QLatin1String(name),
                           QStringLiteral("The new %1 (default \"%2\"); [Original] is the "
@@ -39,17 +34,18 @@ int propertiesCommand(const QStringList &args)
         return ExitSuccess;
     }
     // The profile gives the templates the command line leaves out.
-    const auto settings
-        = readProfile<Profiles::PropertiesSettings>(parser, Profiles::PropertiesTool)
-              .value_or(defaults);
-    const auto option = [&](const char *name, const QString &fallback) {
+    Jobs::PropertiesSettings settings
+        = readProfile<Jobs::PropertiesSettings>(parser).value_or(defaults);
+    const auto option = [&](const char *name, QString &value) {
         const QString key = QLatin1String(name);
-        return parser.isSet(key) ? parser.value(key) : fallback;
+        if (parser.isSet(key)) {
+            value = parser.value(key);
+        }
     };
-    const QString title = option("title", settings.title);
-    const QString author = option("author", settings.author);
-    const QString subject = option("subject", settings.subject);
-    const QString keywords = option("keywords", settings.keywords);
+    option("title", settings.title);
+    option("author", settings.author);
+    option("subject", settings.subject);
+    option("keywords", settings.keywords);
     const BatchOptions options = readBatchOptions(parser, false);
     const bool confirmed = parser.isSet(QStringLiteral("yes"));
     if (!confirmed && !stdinIsTerminal()) {
@@ -66,36 +62,13 @@ int propertiesCommand(const QStringList &args)
         return ExitFailure;
     }
 
-    // A document reached by two paths (a link and its target) is edited once: a second edit
-    // would take the first one's result as its [Original].
-    QStringList documents;
-    QSet<QString> seen;
-    for (const QString &path : inputs.paths) {
-        const QString file = QFileInfo(path).canonicalFilePath();
-        if (file.isEmpty() || !seen.contains(file)) {
-            seen.insert(file);
-            documents << path;
-        }
-    }
-
-    ProgressBar bar(QStringLiteral("properties"), documents.size(), options.quiet);
-    std::mutex barMutex;
-    bool success = !inputs.anyRejected;
-    runInOrder(
-        int(documents.size()),
-        options.jobs,
-        [&](int i) {
-            const bool saved = PDFTools::ChangedDocumentsPropertiesWithPdfPath(
-                documents[i], title, author, subject, keywords);
-            std::lock_guard lock(barMutex);
-            bar.advance();
-            return saved;
-        },
-        [&](int, bool saved) { success = success && saved; });
-    bar.finish();
-    return finishRun(success,
+    Jobs::PropertiesJob job(inputs.paths, settings);
+    return runBatch(job,
+                    options,
+                    {QStringLiteral("properties"),
                      QStringLiteral("Properties updated successfully."),
-                     QStringLiteral("Could not update PDF document(s) properties."));
+                     QStringLiteral("Could not update PDF document(s) properties.")},
+                    inputs.anyRejected);
 }
 
 } // namespace Cli

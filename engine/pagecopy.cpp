@@ -1,58 +1,16 @@
 // Merge and split: pages are copied as page objects, so their content stays as it is (vector,
 // unchanged, shared fonts and images stored once) and each page keeps its rotation and
-// annotations. Links between copied pages are pointed at the copies.
+// annotations. Links between copied pages are pointed at the copies (linkrepair.cpp).
 
 #include "enginesupport.h"
+#include "linkrepair.h"
 #include "pdftools.h"
 
 #include <qpdf/QPDFAcroFormDocumentHelper.hh>
-#include <qpdf/QPDFNameTreeObjectHelper.hh>
-
-#include <map>
-#include <optional>
-#include <unordered_map>
 
 using namespace Engine;
 
 namespace {
-
-// The named destinations of a source document, read once for all its links (and all the
-// outputs a split makes of it): looking each name up in the name tree costs a third of a merge
-// of a document with many links.
-class NamedDestinations
-{
-public:
-    explicit NamedDestinations(QPDF &source)
-        : m_source(source)
-    {}
-
-    // The destination a name or string stands for; null when there is none.
-    QPDFObjectHandle find(QPDFObjectHandle name)
-    {
-        if (name.isName()) {
-            auto dests = m_source.getRoot().getKey("/Dests");
-            return dests.isDictionary() ? dests.getKey(name.getName())
-                                        : QPDFObjectHandle::newNull();
-        }
-        if (!m_read) {
-            m_read = true;
-            auto names = m_source.getRoot().getKey("/Names");
-            auto tree = names.isDictionary() ? names.getKey("/Dests") : QPDFObjectHandle::newNull();
-            if (tree.isDictionary()) {
-                for (auto [key, value] : QPDFNameTreeObjectHelper(tree, m_source, false)) {
-                    m_strings.emplace(key, value);
-                }
-            }
-        }
-        const auto found = m_strings.find(name.getUTF8Value());
-        return found == m_strings.end() ? QPDFObjectHandle::newNull() : found->second;
-    }
-
-private:
-    QPDF &m_source;
-    bool m_read = false;
-    std::unordered_map<std::string, QPDFObjectHandle> m_strings;
-};
 
 // Copies pages of source documents to the end of an output, one document at a time, and
 // repairs what copying page by page breaks: link destinations and form fields.
@@ -68,114 +26,17 @@ public:
     bool appendPages(QPDF &source, NamedDestinations &names, size_t first, size_t last);
 
 private:
-    struct Copy
-    {
-        QPDFObjectHandle source;
-        QPDFObjectHandle copy;
-    };
-    class LinkMapper;
-
-    void copyFormFields(QPDF &source, const std::vector<Copy> &copies);
-    void repairLinks(QPDF &source, NamedDestinations &names, const std::vector<Copy> &copies);
+    void copyFormFields(QPDF &source, const std::vector<CopiedPage> &copies);
 
     QPDF &m_out;
     std::unique_ptr<QPDFAcroFormDocumentHelper> m_outForms;
-};
-
-// Maps link destinations of one source document into the output: a destination whose page was
-// copied points at the copy; one whose page was left out goes nowhere (a null page), never to
-// another page. Named destinations are resolved in the source, whose name trees are not copied.
-class PageCopier::LinkMapper
-{
-public:
-    LinkMapper(QPDF &source, NamedDestinations &names, const std::vector<Copy> &copies)
-        : m_source(source)
-        , m_names(names)
-    {
-        for (const auto &c : copies) {
-            m_copies.emplace(c.source.getObjGen(), c.copy);
-        }
-    }
-
-    // The destination to write in the output for a source destination that qpdf copied as
-    // copied; nothing when the copy stands (qpdf itself points a destination at a page copied
-    // before the link, and leaves it null otherwise).
-    std::optional<QPDFObjectHandle> map(QPDFObjectHandle destination, QPDFObjectHandle copied)
-    {
-        if (destination.isArray() && destination.getArrayNItems() > 0
-            && destination.getArrayItem(0).isIndirect()) {
-            if (!copied.isArray() || copied.getArrayNItems() < 1
-                || copied.getArrayItem(0).isIndirect()) {
-                return std::nullopt;
-            }
-            // The link came before its target: point the copied destination at the copy.
-            if (auto page = copyOf(destination.getArrayItem(0))) {
-                copied.setArrayItem(0, *page);
-            }
-            return std::nullopt;
-        }
-        if (destination.isName() || destination.isString()) {
-            destination = m_names.find(destination);
-        }
-        if (destination.isDictionary()) {
-            destination = destination.getKey("/D");
-        }
-        if (!destination.isArray() || destination.getArrayNItems() < 1) {
-            return std::nullopt;
-        }
-        auto target = destination.getArrayItem(0);
-        if (target.isInteger()) {
-            // Some producers give a page index where a page belongs.
-            const auto &pages = m_source.getAllPages();
-            const long long index = target.getIntValue();
-            target = index >= 0 && index < (long long)pages.size() ? pages[size_t(index)]
-                                                                   : QPDFObjectHandle::newNull();
-        } else if (!target.isIndirect()) {
-            return std::nullopt;
-        }
-        auto mapped = QPDFObjectHandle::newArray();
-        mapped.appendItem(copyOf(target).value_or(QPDFObjectHandle::newNull()));
-        for (int i = 1; i < destination.getArrayNItems(); ++i) {
-            mapped.appendItem(scalarCopy(destination.getArrayItem(i)));
-        }
-        return mapped;
-    }
-
-private:
-    std::optional<QPDFObjectHandle> copyOf(QPDFObjectHandle page) const
-    {
-        if (!page.isIndirect()) {
-            return std::nullopt;
-        }
-        const auto found = m_copies.find(page.getObjGen());
-        return found == m_copies.end() ? std::nullopt : std::optional(found->second);
-    }
-
-    // Destination parameters are numbers, names or null; they are rebuilt in the output.
-    static QPDFObjectHandle scalarCopy(QPDFObjectHandle value)
-    {
-        if (value.isInteger()) {
-            return QPDFObjectHandle::newInteger(value.getIntValue());
-        }
-        if (value.isReal()) {
-            return QPDFObjectHandle::newReal(value.getRealValue());
-        }
-        if (value.isName()) {
-            return QPDFObjectHandle::newName(value.getName());
-        }
-        return QPDFObjectHandle::newNull();
-    }
-
-    QPDF &m_source;
-    NamedDestinations &m_names;
-    std::map<QPDFObjGen, QPDFObjectHandle> m_copies;
 };
 
 bool PageCopier::appendPages(QPDF &source, NamedDestinations &names, size_t first, size_t last)
 {
     const auto &pages = source.getAllPages();
     last = std::min(last, pages.size());
-    std::vector<Copy> copies;
+    std::vector<CopiedPage> copies;
     copies.reserve(last > first ? last - first : 0);
     bool complete = true;
     for (size_t i = first; i < last; ++i) {
@@ -199,7 +60,7 @@ bool PageCopier::appendPages(QPDF &source, NamedDestinations &names, size_t firs
     return complete;
 }
 
-void PageCopier::copyFormFields(QPDF &source, const std::vector<Copy> &copies)
+void PageCopier::copyFormFields(QPDF &source, const std::vector<CopiedPage> &copies)
 {
     QPDFAcroFormDocumentHelper sourceForms(source);
     if (copies.empty() || !sourceForms.hasAcroForm()) {
@@ -213,55 +74,12 @@ void PageCopier::copyFormFields(QPDF &source, const std::vector<Copy> &copies)
     }
 }
 
-void PageCopier::repairLinks(QPDF &source,
-                             NamedDestinations &names,
-                             const std::vector<Copy> &copies)
-{
-    std::optional<LinkMapper> mapper;
-    for (auto c : copies) { // qpdf's handles have no const accessors
-        auto sourceAnnots = c.source.getKey("/Annots");
-        auto copyAnnots = c.copy.getKey("/Annots");
-        if (!sourceAnnots.isArray() || !copyAnnots.isArray()
-            || sourceAnnots.getArrayNItems() != copyAnnots.getArrayNItems()) {
-            continue;
-        }
-        for (int i = 0; i < sourceAnnots.getArrayNItems(); ++i) {
-            auto from = sourceAnnots.getArrayItem(i);
-            auto to = copyAnnots.getArrayItem(i);
-            if (!from.isDictionary() || !to.isDictionary()) {
-                continue;
-            }
-            auto action = from.getKey("/A");
-            const bool hasDest = from.hasKey("/Dest");
-            const bool hasGoTo = action.isDictionary()
-                                 && action.getKey("/S").isNameAndEquals("/GoTo")
-                                 && action.hasKey("/D") && to.getKey("/A").isDictionary();
-            if (!hasDest && !hasGoTo) {
-                continue;
-            }
-            if (!mapper) {
-                mapper.emplace(source, names, copies);
-            }
-            if (hasDest) {
-                if (auto dest = mapper->map(from.getKey("/Dest"), to.getKey("/Dest"))) {
-                    to.replaceKey("/Dest", *dest);
-                }
-            }
-            if (hasGoTo) {
-                auto copiedAction = to.getKey("/A");
-                if (auto dest = mapper->map(action.getKey("/D"), copiedAction.getKey("/D"))) {
-                    copiedAction.replaceKey("/D", *dest);
-                }
-            }
-        }
-    }
-}
-
 } // namespace
 
 bool PDFTools::MergePdfs(const QStringList &paths,
                          const QString &outputPath,
-                         const MergeProgress &updateProgress)
+                         const MergeProgress &updateProgress,
+                         const StopRequested &stopRequested)
 {
     if (paths.isEmpty()) {
         qCWarning(lcEngine).noquote().nospace() << "Nothing to merge into " << outputPath;
@@ -280,6 +98,12 @@ bool PDFTools::MergePdfs(const QStringList &paths,
         PageCopier copier(out);
         PDFVersion version(1, 3);
         for (qsizetype i = 0; i < paths.size(); ++i) {
+            if (stopRequested && stopRequested()) {
+                qCInfo(lcEngine).noquote().nospace()
+                    << "The merge into " << outputPath << " was stopped";
+                result = false;
+                return;
+            }
             auto source = openDocument(paths[i], nullptr, true, &openFiles);
             if (!source.pdf) {
                 qCWarning(lcEngine).noquote().nospace() << "Cannot open " << paths[i];

@@ -59,10 +59,44 @@ QRectF PageGeometry::cropRectToUser(const QRectF &rect) const
     if (rotation == 0) {
         return rect;
     }
-    const AffineMatrix m = shownToUser(mediaBox, rotation);
-    const auto map = [&m](QPointF p) {
-        return QPointF(m.m11 * p.x() + m.m21 * p.y() + m.dx, m.m12 * p.x() + m.m22 * p.y() + m.dy);
-    };
+    const AffineMatrix m = cropToUser();
     // A quarter turn maps opposite corners to opposite corners.
-    return QRectF(map(rect.topLeft()), map(rect.bottomRight())).normalized();
+    return QRectF(m.map(rect.topLeft()), m.map(rect.bottomRight())).normalized();
+}
+
+AffineMatrix PageGeometry::cropToUser() const
+{
+    // An unrotated page keeps its own coordinates, whatever its media box's origin.
+    return rotation == 0 ? AffineMatrix() : shownToUser(mediaBox, rotation);
+}
+
+AffineMatrix PageGeometry::userToImage(double scale) const
+{
+    const double height = visibleSize().height();
+    return shownToUser(visibleBox, rotation)
+        .inverted()
+        .then({scale, 0, 0, -scale, 0, height * scale});
+}
+
+AffineMatrix AffineMatrix::then(const AffineMatrix &next) const
+{
+    return {m11 * next.m11 + m12 * next.m21,
+            m11 * next.m12 + m12 * next.m22,
+            m21 * next.m11 + m22 * next.m21,
+            m21 * next.m12 + m22 * next.m22,
+            dx * next.m11 + dy * next.m21 + next.dx,
+            dx * next.m12 + dy * next.m22 + next.dy};
+}
+
+AffineMatrix AffineMatrix::inverted() const
+{
+    const double determinant = m11 * m22 - m12 * m21;
+    if (determinant == 0) {
+        return {};
+    }
+    const double i11 = m22 / determinant;
+    const double i12 = -m12 / determinant;
+    const double i21 = -m21 / determinant;
+    const double i22 = m11 / determinant;
+    return {i11, i12, i21, i22, -(dx * i11 + dy * i21), -(dx * i12 + dy * i22)};
 }

@@ -1,9 +1,10 @@
 #pragma once
 
+#include "pagegeometry.h"
+
 #include <QDateTime>
 #include <QList>
 #include <QRectF>
-#include <QSize>
 #include <QSizeF>
 #include <QString>
 #include <QStringList>
@@ -12,44 +13,8 @@
 #include <memory>
 #include <optional>
 
-// The drawing side (page images, the watermark) is built apart from the rest and uses Qt Gui;
-// headless runs of the engine need only Qt Core.
-class QColor;
-class QImage;
-class QTransform;
-struct WatermarkSettings; // engine/watermarksettings.h
-
 class PdfSource;
-
-// How a page is laid out and shown: its boxes in user space (normalised, y up) and its rotation.
-//
-// A crop rectangle is given in crop coordinates: points, x to the right and y up on the page as
-// it is shown, the page spanning (0, 0) to displayedSize(). On an unrotated page these are the
-// page's own user-space coordinates (a media box that starts elsewhere than (0, 0) is not
-// shifted); on a rotated page they start at the shown lower-left corner of the media box.
-struct PageGeometry
-{
-    QRectF mediaBox{0, 0, 612, 792};
-    // What a viewer shows: the crop box within the media box (the media box without one).
-    QRectF visibleBox{0, 0, 612, 792};
-    // Clockwise turn when shown: 0, 90, 180 or 270.
-    int rotation = 0;
-
-    // The media box's width and height as shown (swapped for 90 and 270).
-    QSizeF displayedSize() const;
-    // The visible box's width and height as shown.
-    QSizeF visibleSize() const;
-    // Percentages of the shown page to points, each product in single precision: x and width
-    // of the shown width, y and height of the shown height.
-    QRectF percentToPoints(double x, double y, double width, double height) const;
-    // A rectangle in crop coordinates, in user space.
-    QRectF cropRectToUser(const QRectF &rect) const;
-    // Crop coordinates to user space (the same mapping as cropRectToUser).
-    QTransform cropToUser() const;
-    // User space to the pixels of the page image (the visible box as shown, scale pixels a
-    // point, origin at the top-left corner, y down).
-    QTransform userToImage(double scale) const;
-};
+class WatermarkLayerSource; // engine/watermarklayersource.h
 
 // Stateless operations on PDF files by path. Nothing here throws and nothing asks the user:
 // failures come back as false, 0 or empty values, and diagnostics go to the "quire.engine"
@@ -107,11 +72,15 @@ public:
 
     // Called before each readable input is copied with its 1-based position in the list.
     using MergeProgress = std::function<void(int mergedFiles)>;
+    // True to stop a merge before the next input: nothing is written then.
+    using StopRequested = std::function<bool()>;
     // Joins the documents in list order. False when an input could not be opened or had no
-    // pages, or the output could not be written; unreadable inputs are left out of the output.
+    // pages, the merge was stopped, or the output could not be written; unreadable inputs are
+    // left out of the output.
     static bool MergePdfs(const QStringList &paths,
                           const QString &outputPath,
-                          const MergeProgress &updateProgress = {});
+                          const MergeProgress &updateProgress = {},
+                          const StopRequested &stopRequested = {});
 
     // Copies pages startPage to stopPage (1-based, both included) into a new document.
     // False when the source does not open, the range is empty or reaches outside the
@@ -148,30 +117,14 @@ public:
 
     // Watermark
 
-    // A transparent canvas of the given size (4 x the page in points) holding the text.
-    static QImage CreateTextWatermark(QSize canvas,
-                                      const QString &text,
-                                      const QString &textFontType,
-                                      double textFontSize,
-                                      const QColor &textColor,
-                                      double opacity,
-                                      qint64 position,
-                                      double verticalOffset,
-                                      double horizontalOffset,
-                                      bool useShadow,
-                                      bool useStroke);
-    // A transparent canvas holding the picture; a null image when the picture does not load.
-    static QImage CreateImageWatermark(QSize canvas,
-                                       const QString &imagePath,
-                                       double opacity,
-                                       double scale,
-                                       double rotationDegrees,
-                                       qint64 position,
-                                       double verticalOffset,
-                                       double horizontalOffset);
-    // False when the source does not open or the output cannot be written.
-    static bool
-    WatermarkPDF(const QString &path, const WatermarkSettings &settings, const QString &outputPath);
+    // Stamps the layers on the listed pages (empty: every page; numbers outside the document
+    // are ignored): the picture and the text over it, drawn for each page's size as shown.
+    // False when the source does not open or has no pages, a page cannot be stamped, or the
+    // output cannot be written.
+    static bool WatermarkPDF(const QString &path,
+                             const QList<qint64> &pages,
+                             WatermarkLayerSource &layers,
+                             const QString &outputPath);
 
     // Document properties
 

@@ -1,7 +1,7 @@
 // The watermark. What a page gets depends only on the size of the page as shown and on the
 // settings: the picture and the text over it are drawn as the parts of a canvas of 4 pixels per
-// point that show anything (WatermarkLayers, shared by the documents of a batch), embedded once
-// each as an image with a soft mask, and drawn on every selected page where the whole canvas,
+// point that show anything (a WatermarkLayerSource, shared by the documents of a batch), embedded
+// once each as an image with a soft mask, and drawn on every selected page where the whole canvas,
 // stretched over the page as shown, would put them. The source's pages change in place: their
 // content is wrapped in q/Q and followed by a small stream that draws the images, so everything
 // else about them and the document stays as it was, and the output is normally the source's
@@ -10,11 +10,7 @@
 #include "enginesupport.h"
 #include "incrementalupdate.h"
 #include "pdftools.h"
-#include "preview/watermarkdrawing.h"
-#include "watermarklayers.h"
-
-#include <QPainter>
-#include <QTransform>
+#include "watermarklayersource.h"
 
 #include <qpdf/QPDFPageObjectHelper.hh>
 
@@ -24,9 +20,11 @@
 #include <tuple>
 
 using namespace Engine;
-using WatermarkDrawing::CanvasScale;
 
 namespace {
+
+// Canvas pixels per point.
+constexpr double CanvasScale = 4;
 
 // The canvas of a page: 4 pixels per point of the page as shown, whole pixels as the preview's
 // page image has them.
@@ -41,20 +39,26 @@ QSize canvasOf(const PageGeometry &page)
 
 // From canvas pixels to the page's user space: the whole canvas stretched over the page as
 // shown, upright whatever the page's rotation.
-QTransform canvasToUser(const PageGeometry &page, QSize canvas)
+AffineMatrix canvasToUser(const PageGeometry &page, QSize canvas)
 {
     const QSizeF shown = page.visibleSize();
-    return QTransform::fromScale(shown.width() / canvas.width(), shown.height() / canvas.height())
-           * page.userToImage(1).inverted();
+    const AffineMatrix stretch{
+        shown.width() / canvas.width(), 0, 0, shown.height() / canvas.height(), 0, 0};
+    return stretch.then(page.userToImage(1).inverted());
 }
 
 // The matrix that draws an image (its unit square) over the rectangle of canvas pixels.
-std::string placement(const QRect &r, const QTransform &toUser)
+std::string placement(const QRect &r, const AffineMatrix &toUser)
 {
-    const QTransform m
-        = QTransform(r.width(), 0, 0, -r.height(), r.x(), r.y() + r.height()) * toUser;
+    const AffineMatrix m = AffineMatrix{double(r.width()),
+                                        0,
+                                        0,
+                                        -double(r.height()),
+                                        double(r.x()),
+                                        double(r.y() + r.height())}
+                               .then(toUser);
     std::string matrix;
-    for (const double value : {m.m11(), m.m12(), m.m21(), m.m22(), m.dx(), m.dy()}) {
+    for (const double value : {m.m11, m.m12, m.m21, m.m22, m.dx, m.dy}) {
         if (!matrix.empty()) {
             matrix += ' ';
         }
@@ -63,29 +67,13 @@ std::string placement(const QRect &r, const QTransform &toUser)
     return matrix;
 }
 
-QImage wholeCanvas(QSize size, const WatermarkSettings &settings, const PictureFile &picture)
-{
-    if (size.isEmpty()) {
-        return {};
-    }
-    QImage image(size, QImage::Format_ARGB32_Premultiplied);
-    if (image.isNull()) {
-        return {};
-    }
-    image.fill(Qt::transparent);
-    const WatermarkDrawing::Canvas canvas(size, settings, picture, WatermarkDrawing::OutputStyle);
-    QPainter painter(&image);
-    canvas.paint(painter, image.rect());
-    return image;
-}
-
 // Stamps the watermark on pages of one document.
 class Stamper
 {
 public:
-    Stamper(QPDF &pdf, std::shared_ptr<WatermarkLayers> layers)
+    Stamper(QPDF &pdf, WatermarkLayerSource &layers)
         : m_pdf(pdf)
-        , m_layers(std::move(layers))
+        , m_layers(layers)
     {}
 
     // Stamps the page; false when nothing shows on pages of its size, which stay as they are.
@@ -109,12 +97,12 @@ private:
     };
 
     Stamp &stampFor(QSize canvas);
-    QPDFObjectHandle imageObject(const WatermarkLayers::Image &image);
+    QPDFObjectHandle imageObject(const WatermarkLayerSource::Image &image);
     std::vector<std::string> useStamp(QPDFPageObjectHelper &page, const Stamp &stamp);
     QPDFObjectHandle stream(const std::string &data);
 
     QPDF &m_pdf;
-    std::shared_ptr<WatermarkLayers> m_layers;
+    WatermarkLayerSource &m_layers;
     std::map<std::pair<int, int>, Stamp> m_stamps;
     // Pages of different sizes often get the very same pixels (a corner's watermark does not
     // move with the far edges): each distinct image is embedded once.
@@ -136,7 +124,7 @@ QPDFObjectHandle Stamper::stream(const std::string &data)
     return m_added.back();
 }
 
-QPDFObjectHandle Stamper::imageObject(const WatermarkLayers::Image &image)
+QPDFObjectHandle Stamper::imageObject(const WatermarkLayerSource::Image &image)
 {
     auto &object = m_images[image.digest];
     if (object.isInitialized()) {
@@ -168,7 +156,7 @@ Stamper::Stamp &Stamper::stampFor(QSize canvas)
     }
     Stamp stamp;
     stamp.index = int(m_stamps.size());
-    for (const auto &layer : m_layers->layersOn(canvas)) {
+    for (const auto &layer : m_layers.layersOn(canvas)) {
         stamp.parts.push_back({imageObject(*layer.image), layer.rect});
     }
     return m_stamps.emplace(key, std::move(stamp)).first->second;
@@ -225,7 +213,7 @@ bool Stamper::stamp(QPDFPageObjectHelper page)
         box.left(), box.top(), box.right(), box.bottom(), geometry.rotation, std::move(key))];
     if (!content.isInitialized()) {
         // Where the whole canvas, stretched over the page as shown, puts each part's pixels.
-        const QTransform toUser = canvasToUser(geometry, canvas);
+        const AffineMatrix toUser = canvasToUser(geometry, canvas);
         std::string drawing = "\nQ\n";
         for (size_t i = 0; i < stamp.parts.size(); ++i) {
             drawing
@@ -243,67 +231,15 @@ bool Stamper::stamp(QPDFPageObjectHelper page)
 
 } // namespace
 
-QImage PDFTools::CreateTextWatermark(QSize canvas,
-                                     const QString &text,
-                                     const QString &textFontType,
-                                     double textFontSize,
-                                     const QColor &textColor,
-                                     double opacity,
-                                     qint64 position,
-                                     double verticalOffset,
-                                     double horizontalOffset,
-                                     bool useShadow,
-                                     bool useStroke)
-{
-    WatermarkSettings settings;
-    settings.text = text;
-    settings.textFontType = textFontType;
-    settings.textFontSize = textFontSize;
-    settings.textColor = textColor;
-    settings.textOpacity = opacity;
-    settings.textPosition = position;
-    settings.textVerticalOffset = verticalOffset;
-    settings.textHorizontalOffset = horizontalOffset;
-    settings.useShadow = useShadow;
-    settings.useStroke = useStroke;
-    return wholeCanvas(canvas, settings, PictureFile());
-}
-
-QImage PDFTools::CreateImageWatermark(QSize canvas,
-                                      const QString &imagePath,
-                                      double opacity,
-                                      double scale,
-                                      double rotationDegrees,
-                                      qint64 position,
-                                      double verticalOffset,
-                                      double horizontalOffset)
-{
-    const PictureFile picture = PictureFile::load(imagePath, scale, CanvasScale);
-    if (picture.isNull()) {
-        return {};
-    }
-    WatermarkSettings settings;
-    settings.imagePath = imagePath;
-    settings.imageOpacity = opacity;
-    settings.scale = scale;
-    settings.rotationDegrees = rotationDegrees;
-    settings.imagePosition = position;
-    settings.imageVerticalOffset = verticalOffset;
-    settings.imageHorizontalOffset = horizontalOffset;
-    return wholeCanvas(canvas, settings, picture);
-}
-
 bool PDFTools::WatermarkPDF(const QString &path,
-                            const WatermarkSettings &settings,
+                            const QList<qint64> &selectedPages,
+                            WatermarkLayerSource &layers,
                             const QString &outputPath)
 {
     // The layers are drawn while the document is read, on a US-letter canvas: a layer that lies
     // wholly on it (one at a corner, say) has the same pixels on pages of any size.
-    auto drawn = std::async(std::launch::async, [&settings] {
-        auto layers = WatermarkLayers::forSettings(settings);
-        layers->layersOn(QSize(612 * 4, 792 * 4));
-        return layers;
-    });
+    auto drawn
+        = std::async(std::launch::async, [&layers] { layers.layersOn(QSize(612 * 4, 792 * 4)); });
     UpdatableDocument source(path);
     if (!source.pdf()) {
         // The output holds no pages, as the copy of a document that does not open.
@@ -321,13 +257,14 @@ bool PDFTools::WatermarkPDF(const QString &path,
         }
         // The page list is empty: every page is stamped. Numbers beyond the document match no
         // page.
-        std::vector<bool> selected(pages.size(), settings.pages.isEmpty());
-        for (const qint64 number : settings.pages) {
+        std::vector<bool> selected(pages.size(), selectedPages.isEmpty());
+        for (const qint64 number : selectedPages) {
             if (number >= 1 && number <= qint64(pages.size())) {
                 selected[size_t(number - 1)] = true;
             }
         }
-        Stamper stamper(pdf, drawn.get());
+        drawn.get();
+        Stamper stamper(pdf, layers);
         std::vector<QPDFObjectHandle> stamped;
         for (size_t i = 0; i < pages.size(); ++i) {
             if (!selected[i]) {

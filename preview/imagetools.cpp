@@ -1,5 +1,8 @@
 #include "imagetools.h"
 
+#include "drawing/pagetransforms.h"
+#include "engine/pdftools.h"
+
 #include <QLoggingCategory>
 #include <QPainter>
 #include <QPdfDocument>
@@ -129,7 +132,7 @@ QImage ImageTools::DrawCropRectangleOnPageWithPdfPath(
     const QRectF rectangle(originX, originY, width, height);
     if (width > 0 && height > 0 && std::isfinite(rectangle.right())
         && std::isfinite(rectangle.bottom())) {
-        const QRectF shown = (geometry->cropToUser() * geometry->userToImage(Scale))
+        const QRectF shown = transformOf(geometry->cropToUser().then(geometry->userToImage(Scale)))
                                  .mapRect(rectangle)
                                  .intersected(QRectF(image.rect()));
         bright = QRect(QPoint(qRound(shown.left()), qRound(shown.top())),

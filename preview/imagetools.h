@@ -1,7 +1,6 @@
 #pragma once
 
-#include "engine/pdftools.h"
-#include "engine/watermarksettings.h"
+#include "jobs/watermarksettings.h"
 
 #include <QImage>
 #include <QString>
@@ -41,5 +40,5 @@ public:
     // The page (1-based) with the watermarks drawn on it as the Watermark window previews them.
     static QImage DrawWatermarkPreview(const QString &path,
                                        qint64 currentPage,
-                                       const WatermarkSettings &settings);
+                                       const Jobs::WatermarkSettings &settings);
 };

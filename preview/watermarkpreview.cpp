@@ -1,14 +1,14 @@
 // The Watermark window's preview: the page as rendered for the preview, with the watermarks drawn
 // on it as the output will show them (only the text's shadow and outline are drawn heavier).
 
+#include "drawing/watermarkcanvas.h"
 #include "imagetools.h"
-#include "watermarkdrawing.h"
 
 #include <QPainter>
 
 QImage ImageTools::DrawWatermarkPreview(const QString &path,
                                         qint64 currentPage,
-                                        const WatermarkSettings &settings)
+                                        const Jobs::WatermarkSettings &settings)
 {
     // A document that does not open, or a page outside it, gives an empty preview.
     QImage page = PDFPageToImageWithPdfPath(path, currentPage - 1);
@@ -16,7 +16,7 @@ QImage ImageTools::DrawWatermarkPreview(const QString &path,
         return page;
     }
     const PictureFile picture
-        = PictureFile::load(settings.imagePath, settings.scale, WatermarkDrawing::CanvasScale);
+        = PictureFile::load(settings.image, settings.scale / 100, WatermarkDrawing::CanvasScale);
     const WatermarkDrawing::Canvas canvas(
         page.size(), settings, picture, WatermarkDrawing::PreviewStyle);
     QPainter painter(&page);

@@ -3,10 +3,12 @@
 // case and on real ones, and what every operation leaves behind when it cannot write.
 
 #include "engine/pdftools.h"
+#include "engine/watermarklayersource.h"
+#include "jobs/profiles.h"
+#include "jobs/watermarksettings.h"
 #include "naming/intervals.h"
 #include "naming/outputnames.h"
 #include "naming/overwrite.h"
-#include "naming/profiles.h"
 #include "preview/imagetools.h"
 #include "testpdf.h"
 
@@ -335,9 +337,9 @@ void TestEngine::watermarkProfile()
     QFETCH(QString, error);
     const QJsonObject object = QJsonDocument::fromJson(json).object();
     QString reason;
-    const auto read = Profiles::WatermarkSettings::fromJson(object, &reason);
+    const auto read = Jobs::Profiles::fromJson<Jobs::WatermarkSettings>(object, &reason);
     QCOMPARE(read.has_value(), error.isEmpty());
-    QCOMPARE(read ? read->toJson() : QJsonObject(), read ? object : QJsonObject());
+    QCOMPARE(read ? Jobs::Profiles::toJson(*read) : QJsonObject(), read ? object : QJsonObject());
     QVERIFY2(reason.contains(error), qPrintable(reason));
 }
 
@@ -855,8 +857,18 @@ void TestEngine::writeFailures()
     const QByteArray inputBefore = contents(input);
     const QByteArray targetBefore = contents(target);
     const QStringList before = TestPdf::files(path("in")) + TestPdf::files(path("out"));
-    WatermarkSettings text;
-    text.text = "Draft";
+    // A stamp of one red pixel in the page's lower-left corner.
+    struct OnePixel final : WatermarkLayerSource
+    {
+        std::vector<Placed> layersOn(QSize canvas) override
+        {
+            auto image = std::make_shared<Image>();
+            image->width = image->height = 1;
+            image->colour = qCompress(QByteArray("\xff\0\0", 3)).sliced(4).toStdString();
+            image->digest = "red";
+            return {{image, QRect(0, canvas.height() - 1, 1, 1)}};
+        }
+    } text;
     const double width = failure == "an infinite width" ? qInf()
                          : failure.endsWith("number")   ? qQNaN()
                                                         : 99;
@@ -868,7 +880,7 @@ void TestEngine::writeFailures()
                    : operation == "crop"
                        ? PDFTools::CropPDF(input, {}, target, 0, 0, width, 99, false)
                    : operation == "watermark"
-                       ? PDFTools::WatermarkPDF(input, text, target)
+                       ? PDFTools::WatermarkPDF(input, {}, text, target)
                        : PDFTools::ChangedDocumentsPropertiesWithPdfPath(input, "New", "", "", "");
         });
     QFile::setPermissions(path("in"), readOnly | QFileDevice::WriteOwner);

@@ -1,12 +1,14 @@
 // Page images, the crop preview, the PNG writer, the watermark's fonts, pictures and canvases, and
 // stamped documents as poppler renders them, pixel for pixel against the engine's canvases.
 
+#include "drawing/fontlist.h"
+#include "drawing/picturefile.h"
+#include "drawing/pngfile.h"
+#include "drawing/watermarkcanvas.h"
+#include "drawing/watermarkimages.h"
+#include "drawing/watermarklayers.h"
 #include "engine/pdftools.h"
-#include "preview/fontlist.h"
 #include "preview/imagetools.h"
-#include "preview/picturefile.h"
-#include "preview/pngfile.h"
-#include "preview/watermarkdrawing.h"
 #include "testpdf.h"
 
 #include <QBuffer>
@@ -19,6 +21,7 @@
 
 #include <optional>
 
+using Jobs::WatermarkSettings;
 Q_DECLARE_METATYPE(WatermarkSettings)
 Q_DECLARE_METATYPE(TestPdf::Page)
 Q_DECLARE_METATYPE(QList<QPointF>)
@@ -114,26 +117,36 @@ WatermarkSettings textOnly(const QString &text, qint64 position)
 {
     WatermarkSettings settings;
     settings.text = text;
-    settings.textFontType = FontList::resolveFamily("Arial");
+    settings.font = FontList::resolveFamily("Arial");
     settings.textPosition = position;
-    settings.textOpacity = 1;
+    settings.textOpacity = 100;
     return settings;
+}
+
+// The watermark stamped by the engine with the layers the drawing makes of the settings.
+bool stamp(const QString &input,
+           const WatermarkSettings &settings,
+           const QString &output,
+           const QList<qint64> &pages = {})
+{
+    WatermarkLayers layers(settings);
+    return PDFTools::WatermarkPDF(input, pages, layers, output);
 }
 
 // The engine's text canvas for the settings.
 QImage textCanvas(QSize size, const WatermarkSettings &s)
 {
-    return PDFTools::CreateTextWatermark(size,
-                                         s.text,
-                                         s.textFontType,
-                                         s.textFontSize,
-                                         s.textColor,
-                                         s.textOpacity,
-                                         s.textPosition,
-                                         s.textVerticalOffset,
-                                         s.textHorizontalOffset,
-                                         s.useShadow,
-                                         s.useStroke);
+    return WatermarkImages::CreateTextWatermark(size,
+                                                s.text,
+                                                s.font,
+                                                s.size,
+                                                QColor(s.color),
+                                                s.textOpacity / 100,
+                                                s.textPosition,
+                                                s.textOffsetY,
+                                                s.textOffsetX,
+                                                s.shadow,
+                                                s.stroke);
 }
 
 // The whole canvases of the engine drawn over a page image, as the output must show them.
@@ -142,14 +155,14 @@ QImage composite(QImage page, const WatermarkSettings &s)
     QPainter painter(&page);
     painter.drawImage(0,
                       0,
-                      PDFTools::CreateImageWatermark(page.size(),
-                                                     s.imagePath,
-                                                     s.imageOpacity,
-                                                     s.scale,
-                                                     s.rotationDegrees,
-                                                     s.imagePosition,
-                                                     s.imageVerticalOffset,
-                                                     s.imageHorizontalOffset));
+                      WatermarkImages::CreateImageWatermark(page.size(),
+                                                            s.image,
+                                                            s.imageOpacity / 100,
+                                                            s.scale / 100,
+                                                            s.rotation,
+                                                            s.imagePosition,
+                                                            s.imageOffsetY,
+                                                            s.imageOffsetX));
     painter.drawImage(0, 0, textCanvas(page.size(), s));
     return page;
 }
@@ -402,7 +415,7 @@ void TestPreview::fonts()
     // The engine draws a name with the family it resolves to.
     WatermarkSettings settings = textOnly("Copyright", 0);
     const QImage resolved = textCanvas({800, 200}, settings);
-    settings.textFontType = "Arial";
+    settings.font = "Arial";
     QCOMPARE(textCanvas({800, 200}, settings), resolved);
 }
 
@@ -465,12 +478,12 @@ void TestPreview::textAppearance()
     QFETCH(QColor, color);
     QFETCH(double, opacity);
     WatermarkSettings s = textOnly("IH", 4);
-    s.textFontSize = 60;
-    s.textColor = color;
-    s.textOpacity = opacity;
+    s.size = 60;
+    s.color = color.name();
+    s.textOpacity = opacity * 100;
     const QImage plain = textCanvas({1600, 800}, s);
-    s.useShadow = shadow;
-    s.useStroke = stroke;
+    s.shadow = shadow;
+    s.stroke = stroke;
     const QImage styled = textCanvas({1600, 800}, s);
 
     // The glyphs' insides carry the colour's RGB at the opacity; the text is centred.
@@ -530,7 +543,7 @@ void TestPreview::textLayout()
 
     // An empty text draws nothing, not even its shadow and outline.
     WatermarkSettings nothing = textOnly(QString(), 0);
-    nothing.useShadow = nothing.useStroke = true;
+    nothing.shadow = nothing.stroke = true;
     QVERIFY(inkRect(textCanvas(canvas, nothing)).isEmpty());
 }
 
@@ -561,7 +574,7 @@ void TestPreview::pictureCanvas()
     QFETCH(QRect, ink);
     const QString file = picture();
     const auto canvas = [&](double opacity, double turn) {
-        return PDFTools::CreateImageWatermark(
+        return WatermarkImages::CreateImageWatermark(
             {400, 300}, file, opacity, 0.5, turn, position, offset.y(), offset.x());
     };
     const QImage image = canvas(1, degrees);
@@ -594,26 +607,26 @@ void TestPreview::stampedPage_data()
     QTest::addColumn<QRectF>("cropBox"); // empty: none
     QTest::addColumn<WatermarkSettings>("settings");
     WatermarkSettings corner = textOnly("Copyright ©", 0);
-    corner.textOpacity = 0.7;
+    corner.textOpacity = 70;
     corner.imagePosition = 1;
-    corner.imageOpacity = 0.7;
+    corner.imageOpacity = 70;
     WatermarkSettings moved = textOnly("Top right", 3);
-    moved.textHorizontalOffset = -10;
-    moved.textVerticalOffset = 20; // partly off the page
-    moved.textColor = Qt::red;
-    moved.useShadow = true;
-    moved.useStroke = true;
+    moved.textOffsetX = -10;
+    moved.textOffsetY = 20; // partly off the page
+    moved.color = "#ff0000";
+    moved.shadow = true;
+    moved.stroke = true;
     moved.imagePosition = 2;
-    moved.imageHorizontalOffset = 15;
-    moved.imageVerticalOffset = -5;
-    moved.rotationDegrees = 30;
-    moved.scale = 1.5;
+    moved.imageOffsetX = 15;
+    moved.imageOffsetY = -5;
+    moved.rotation = 30;
+    moved.scale = 150;
     WatermarkSettings centre = textOnly("Two\nlines", 4);
     centre.imagePosition = 4;
-    centre.imageOpacity = 0.5;
+    centre.imageOpacity = 50;
     WatermarkSettings upright = textOnly("Upright", 3);
     upright.imagePosition = 0;
-    upright.rotationDegrees = 90;
+    upright.rotation = 90;
     const QRectF wide(0, 0, 200, 150);
     const QRectF shown(20, 30, 200, 150);
     // clang-format off
@@ -633,7 +646,7 @@ void TestPreview::stampedPage()
     QFETCH(int, rotate);
     QFETCH(QRectF, cropBox);
     QFETCH(WatermarkSettings, settings);
-    settings.imagePath = picture();
+    settings.image = picture();
     TestPdf::Document document = TestPdf::pages(1);
     document.pages[0].mediaBox = mediaBox;
     document.pages[0].rotate = rotate;
@@ -641,7 +654,7 @@ void TestPreview::stampedPage()
         document.pages[0].cropBox = cropBox;
     }
     TestPdf::write(path("in.pdf"), document);
-    QVERIFY(PDFTools::WatermarkPDF(path("in.pdf"), settings, path("out.pdf")));
+    QVERIFY(stamp(path("in.pdf"), settings, path("out.pdf")));
     const QImage before = poppler(path("in.pdf"), 1);
     compareStamp(poppler(path("out.pdf"), 1), composite(before, settings), before);
 }
@@ -650,18 +663,18 @@ void TestPreview::previewMatchesOutput()
 {
     // Without shadow and outline, which the preview draws heavier, the preview is the output.
     WatermarkSettings settings = textOnly("Two\nlines", 4);
-    settings.textColor = QColor(0, 0, 200);
-    settings.textVerticalOffset = 30;
-    settings.imagePath = picture();
+    settings.color = "#0000c8";
+    settings.textOffsetY = 30;
+    settings.image = picture();
     settings.imagePosition = 2;
-    settings.rotationDegrees = 45;
-    settings.scale = 0.8;
-    settings.imageHorizontalOffset = 12.5;
+    settings.rotation = 45;
+    settings.scale = 80;
+    settings.imageOffsetX = 12.5;
     TestPdf::Document document = TestPdf::pages(2);
     document.pages[1].mediaBox = QRectF(0, 0, 250, 180);
     document.pages[1].rotate = 270;
     TestPdf::write(path("in.pdf"), document);
-    QVERIFY(PDFTools::WatermarkPDF(path("in.pdf"), settings, path("out.pdf")));
+    QVERIFY(stamp(path("in.pdf"), settings, path("out.pdf")));
     compareStamp(poppler(path("out.pdf"), 2),
                  ImageTools::DrawWatermarkPreview(path("in.pdf"), 2, settings),
                  ImageTools::PDFPageToImageWithPdfPath(path("in.pdf"), 1));
@@ -693,8 +706,7 @@ void TestPreview::updateOrWhole()
     document.encrypt = encrypted;
     TestPdf::write(path("in.pdf"), document);
     WatermarkSettings settings = textOnly("Draft", 0);
-    settings.pages = pages;
-    QVERIFY(PDFTools::WatermarkPDF(path("in.pdf"), settings, path("out.pdf")));
+    QVERIFY(stamp(path("in.pdf"), settings, path("out.pdf"), pages));
     const QByteArray input = TestPdf::contents(path("in.pdf"));
     QCOMPARE(TestPdf::contents(path("out.pdf")).startsWith(input), updated);
     const auto in = TestPdf::read(path("in.pdf"));
@@ -717,15 +729,15 @@ void TestPreview::failures()
 {
     // A source that does not open: false, and an output with no pages.
     const WatermarkSettings settings = textOnly("x", 0);
-    QVERIFY(!PDFTools::WatermarkPDF(path("missing.pdf"), settings, path("empty.pdf")));
+    QVERIFY(!stamp(path("missing.pdf"), settings, path("empty.pdf")));
     QCOMPARE(TestPdf::read(path("empty.pdf")).pages.size(), 0);
 
     // Written over its own input: the whole document, stamped, and no temporary file left. A
     // picture that does not exist leaves the text alone.
     TestPdf::write(path("in.pdf"), TestPdf::pages(2));
     WatermarkSettings withMissingPicture = settings;
-    withMissingPicture.imagePath = path("no-picture.png");
-    QVERIFY(PDFTools::WatermarkPDF(path("in.pdf"), withMissingPicture, path("in.pdf")));
+    withMissingPicture.image = path("no-picture.png");
+    QVERIFY(stamp(path("in.pdf"), withMissingPicture, path("in.pdf")));
     const auto read = TestPdf::read(path("in.pdf"));
     QCOMPARE(read.markers(), (QStringList{"p1", "p2"}));
     QCOMPARE(read.pages[0].images.size(), 1);
@@ -741,15 +753,15 @@ void TestPreview::pictureReplacedBetweenDocuments()
     TestPdf::write(path("in.pdf"), document);
     WatermarkSettings settings;
     settings.text.clear();
-    settings.imagePath = path("logo.png");
-    settings.imageOpacity = 1;
+    settings.image = path("logo.png");
+    settings.imageOpacity = 100;
     settings.imagePosition = 4;
     for (const QColor colour : {QColor(Qt::red), QColor(Qt::green), QColor(Qt::red)}) {
         QImage solid(40, 40, QImage::Format_RGB32);
         solid.fill(colour);
-        QVERIFY(solid.save(settings.imagePath));
+        QVERIFY(solid.save(settings.image));
         const QString output = path(colour.name().mid(1) + ".pdf");
-        QVERIFY(PDFTools::WatermarkPDF(path("in.pdf"), settings, output));
+        QVERIFY(stamp(path("in.pdf"), settings, output));
         QCOMPARE(poppler(output, 1).pixelColor(400, 300), colour);
     }
 }

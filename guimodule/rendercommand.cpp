@@ -1,10 +1,9 @@
-#include "batch.h"
-#include "commands.h"
-#include "console.h"
+#include "cli/batch.h"
+#include "cli/commands.h"
+#include "cli/console.h"
+#include "drawing/pngfile.h"
 #include "imagecommands.h"
-#include "engine/pdftools.h"
 #include "preview/imagetools.h"
-#include "preview/pngfile.h"
 
 #include <QDir>
 #include <QFileInfo>

@@ -1,6 +1,7 @@
-#include "watermarkdrawing.h"
+#include "watermarkcanvas.h"
 
 #include "fontlist.h"
+#include "textshadow.h"
 
 #include <QGlyphRun>
 #include <QPainter>
@@ -23,71 +24,6 @@ double clampedFraction(double value)
     return std::isfinite(value) ? std::clamp(value, 0.0, 1.0) : 0.0;
 }
 
-// Gaussian blur of an 8-bit alpha image, in two separable passes. radius is the kernel's reach
-// in pixels; pixels beyond the image count as transparent.
-void blurAlpha(QImage &alpha, double sigma, int radius)
-{
-    if (radius < 1 || sigma <= 0) {
-        return;
-    }
-    std::vector<quint32> weights(size_t(radius) + 1);
-    double total = 0;
-    std::vector<double> exact(weights.size());
-    for (int i = 0; i <= radius; ++i) {
-        exact[size_t(i)] = std::exp(-double(i) * i / (2 * sigma * sigma));
-        total += i == 0 ? exact[0] : 2 * exact[size_t(i)];
-    }
-    for (int i = 0; i <= radius; ++i) {
-        weights[size_t(i)] = quint32(std::lround(exact[size_t(i)] / total * 65536));
-    }
-    const int width = alpha.width();
-    const int height = alpha.height();
-    std::vector<quint8> line(size_t(std::max(width, height)));
-    const auto pass = [&](int count, int length, auto &&at) {
-        for (int k = 0; k < count; ++k) {
-            for (int i = 0; i < length; ++i) {
-                line[size_t(i)] = at(k, i);
-            }
-            for (int i = 0; i < length; ++i) {
-                quint32 sum = weights[0] * line[size_t(i)];
-                for (int d = 1; d <= radius; ++d) {
-                    const quint32 before = i - d >= 0 ? line[size_t(i - d)] : 0;
-                    const quint32 after = i + d < length ? line[size_t(i + d)] : 0;
-                    sum += weights[size_t(d)] * (before + after);
-                }
-                at(k, i) = quint8(std::min<quint32>(255, (sum + 32768) >> 16));
-            }
-        }
-    };
-    pass(height, width, [&](int y, int x) -> uchar & { return alpha.scanLine(y)[x]; });
-    pass(width, height, [&](int x, int y) -> uchar & { return alpha.scanLine(y)[x]; });
-}
-
-// The shadow of a layer: its alpha, blurred, in black, on an image margin pixels larger on
-// every side.
-QImage shadowOf(const QImage &layer, double sigma, int margin)
-{
-    QImage alpha(layer.width() + 2 * margin, layer.height() + 2 * margin, QImage::Format_Alpha8);
-    alpha.fill(0);
-    for (int y = 0; y < layer.height(); ++y) {
-        const auto *from = reinterpret_cast<const QRgb *>(layer.constScanLine(y));
-        uchar *to = alpha.scanLine(y + margin) + margin;
-        for (int x = 0; x < layer.width(); ++x) {
-            to[x] = uchar(qAlpha(from[x]));
-        }
-    }
-    blurAlpha(alpha, sigma, margin);
-    QImage shadow(alpha.size(), QImage::Format_ARGB32_Premultiplied);
-    for (int y = 0; y < alpha.height(); ++y) {
-        const uchar *from = alpha.constScanLine(y);
-        auto *to = reinterpret_cast<QRgb *>(shadow.scanLine(y));
-        for (int x = 0; x < alpha.width(); ++x) {
-            to[x] = QRgb(from[x]) << 24; // premultiplied black
-        }
-    }
-    return shadow;
-}
-
 // The blur's sigma for a shadow blur radius (the radius spans about two standard deviations),
 // and how far the blur reaches.
 double shadowSigma(const TextStyle &style)
@@ -104,6 +40,13 @@ int shadowReach(const TextStyle &style)
 QPoint shadowOffset(const TextStyle &style)
 {
     return QPointF(style.shadowOffsetX, -style.shadowOffsetY).toPoint();
+}
+
+// The colour a setting names (#RRGGBB or a colour name); black for any other text.
+QColor textColor(const Jobs::WatermarkSettings &settings)
+{
+    const QColor color(settings.color.trimmed());
+    return color.isValid() ? color.toRgb() : QColor(Qt::black);
 }
 
 QString withLineSeparators(QString text)
@@ -170,7 +113,7 @@ CanvasFont canvasFont(const QString &family, double pointSize)
 }
 
 Canvas::Canvas(QSize size,
-               const WatermarkSettings &settings,
+               const Jobs::WatermarkSettings &settings,
                const PictureFile &picture,
                const TextStyle &style)
     : m_size(size)
@@ -180,9 +123,9 @@ Canvas::Canvas(QSize size,
     layOutText(settings);
 
     const QSizeF drawn = picture.drawnSize();
-    m_pictureOpacity = clampedFraction(settings.imageOpacity);
+    m_pictureOpacity = clampedFraction(settings.imageOpacity / 100);
     if (!picture.isNull() && !drawn.isEmpty() && m_pictureOpacity > 0) {
-        m_rotation = std::isfinite(settings.rotationDegrees) ? settings.rotationDegrees : 0;
+        m_rotation = std::isfinite(settings.rotation) ? settings.rotation : 0;
         QSizeF turned = drawn;
         if (m_rotation != 0 && m_rotation != 360) {
             QTransform turn;
@@ -192,8 +135,8 @@ Canvas::Canvas(QSize size,
         m_pictureRect = placeRect(settings.imagePosition,
                                   QSizeF(size),
                                   turned,
-                                  settings.imageHorizontalOffset * CanvasScale,
-                                  settings.imageVerticalOffset * CanvasScale);
+                                  settings.imageOffsetX * CanvasScale,
+                                  settings.imageOffsetY * CanvasScale);
         if (m_pictureRect) {
             // Drawing, antialiased edges included, stays within the rectangle's pixels.
             m_pictureReach = m_pictureRect->toAlignedRect();
@@ -202,13 +145,13 @@ Canvas::Canvas(QSize size,
     }
 }
 
-void Canvas::layOutText(const WatermarkSettings &settings)
+void Canvas::layOutText(const Jobs::WatermarkSettings &settings)
 {
-    const double opacity = clampedFraction(settings.textOpacity);
-    if (settings.text.isEmpty() || (opacity <= 0 && !settings.useStroke)) {
+    const double opacity = clampedFraction(settings.textOpacity / 100);
+    if (settings.text.isEmpty() || (opacity <= 0 && !settings.stroke)) {
         return; // nothing would show, not even a shadow
     }
-    const CanvasFont canvas = canvasFont(settings.textFontType, settings.textFontSize);
+    const CanvasFont canvas = canvasFont(settings.font, settings.size);
     QTextLayout layout(withLineSeparators(settings.text), canvas.font);
     // Lines are laid out from the left and centred here: the layout's own centring rounds
     // positions differently for every width, and pages of different widths would then get
@@ -262,8 +205,8 @@ void Canvas::layOutText(const WatermarkSettings &settings)
     const auto rect = placeRect(settings.textPosition,
                                 QSizeF(m_size),
                                 m_textSize,
-                                settings.textHorizontalOffset * CanvasScale,
-                                settings.textVerticalOffset * CanvasScale);
+                                settings.textOffsetX * CanvasScale,
+                                settings.textOffsetY * CanvasScale);
     if (!rect || path.isEmpty()) {
         return;
     }
@@ -273,12 +216,12 @@ void Canvas::layOutText(const WatermarkSettings &settings)
     m_textPath = place.map(path);
     m_textCorner = rect->topLeft();
 
-    const QColor rgb = settings.textColor.toRgb();
+    const QColor rgb = textColor(settings);
     m_textColor = QColor::fromRgbF(rgb.redF(), rgb.greenF(), rgb.blueF(), float(opacity));
-    if (settings.useStroke) {
+    if (settings.stroke) {
         m_strokeWidth = m_style.strokeWidthPercent / 100 * canvas.font.pixelSize() * canvas.factor;
     }
-    m_shadow = settings.useShadow;
+    m_shadow = settings.shadow;
 
     // The text's own pixels (outline and antialiasing included), also those off the canvas: they
     // may still cast shadow onto it.

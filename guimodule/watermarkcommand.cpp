@@ -1,12 +1,10 @@
-#include "batch.h"
-#include "commands.h"
-#include "console.h"
-#include "engine/pdftools.h"
-#include "engine/watermarksettings.h"
+#include "cli/batch.h"
+#include "cli/commands.h"
+#include "cli/console.h"
+#include "drawing/watermarklayers.h"
 #include "imagecommands.h"
-#include "preview/fontlist.h"
+#include "jobs/documentjobs.h"
 #include "preview/imagetools.h"
-#include "preview/picturefile.h"
 
 #include <QColor>
 #include <QDir>
@@ -75,10 +73,9 @@ std::optional<QColor> colorFromText(const QString &text)
 
 // The window's settings: the profile's, or the window's defaults, with the options given here
 // put over them.
-Profiles::WatermarkSettings readWindowSettings(const QCommandLineParser &parser)
+Jobs::WatermarkSettings readSettings(const QCommandLineParser &parser)
 {
-    auto s = readProfile<Profiles::WatermarkSettings>(parser, Profiles::WatermarkTool)
-                 .value_or(Profiles::WatermarkSettings());
+    auto s = readProfile<Jobs::WatermarkSettings>(parser).value_or(Jobs::WatermarkSettings());
     const auto given = [&](const char *name) { return parser.isSet(option(name)); };
     const auto number = [&](const char *name, double &value) {
         if (given(name)) {
@@ -138,42 +135,18 @@ Profiles::WatermarkSettings readWindowSettings(const QCommandLineParser &parser)
     return s;
 }
 
-// What the engine and the preview take: fractions for percentages, an installed font family.
-WatermarkSettings engineSettings(const Profiles::WatermarkSettings &s)
+// The settings as the drawing takes them: a picture by its absolute path, a colour checked.
+Jobs::WatermarkSettings checked(Jobs::WatermarkSettings s)
 {
-    WatermarkSettings w;
-    w.text = s.text;
-    w.textFontType = FontList::resolveFamily(s.font);
-    w.textFontSize = s.size;
-    const auto color = colorFromText(s.color);
-    if (!color) {
+    if (!colorFromText(s.color)) {
         throw UsageError{QStringLiteral("the profile's colour \"%1\" is neither #RRGGBB nor a "
                                         "colour name")
                              .arg(s.color)};
     }
-    w.textColor = *color;
-    w.textOpacity = s.textOpacity / 100;
-    w.textPosition = s.textPosition;
-    w.textHorizontalOffset = s.textOffsetX;
-    w.textVerticalOffset = s.textOffsetY;
-    w.useShadow = s.shadow;
-    w.useStroke = s.stroke;
     if (!s.image.isEmpty()) {
-        w.imagePath = QFileInfo(s.image).absoluteFilePath();
-        if (!PictureFile::canRead(w.imagePath)) {
-            // As in the window: the run goes on without the picture.
-            printError(QStringLiteral("watermark: the picture %1 cannot be read: no picture "
-                                      "watermark")
-                           .arg(w.imagePath));
-        }
+        s.image = QFileInfo(s.image).absoluteFilePath();
     }
-    w.scale = s.scale / 100;
-    w.imageOpacity = s.imageOpacity / 100;
-    w.imagePosition = s.imagePosition;
-    w.imageHorizontalOffset = s.imageOffsetX;
-    w.imageVerticalOffset = s.imageOffsetY;
-    w.rotationDegrees = s.rotation;
-    return w;
+    return s;
 }
 
 void addWatermarkOptions(QCommandLineParser &parser)
@@ -213,7 +186,7 @@ void addWatermarkOptions(QCommandLineParser &parser)
 }
 
 // --preview N -o OUT.png FILE: the page as the Watermark window previews it.
-int writePreview(const QCommandLineParser &parser, const WatermarkSettings &settings)
+int writePreview(const QCommandLineParser &parser, const Jobs::WatermarkSettings &settings)
 {
     const QString output = readOutputImage(parser);
     const qint64 page = readPageNumber(parser, option("preview"));
@@ -254,17 +227,16 @@ int watermarkCommand(const QStringList &args)
                                        "pages given, of each document."))) {
         return ExitSuccess;
     }
-    const Profiles::WatermarkSettings window = readWindowSettings(parser);
+    const Jobs::WatermarkSettings settings = checked(readSettings(parser));
     if (parser.isSet(option("preview"))) {
-        return writePreview(parser, engineSettings(window));
+        return writePreview(parser, settings);
     }
     if (parser.isSet(QStringLiteral("o"))) {
         throw UsageError{QStringLiteral("-o goes with --preview; a run writes into -d DIR")};
     }
-    if (window.folder.isEmpty()) {
+    if (settings.folder.isEmpty()) {
         throw UsageError{QStringLiteral("the output folder is missing (-d DIR)")};
     }
-    const QString folder = QDir::cleanPath(QFileInfo(window.folder).absoluteFilePath());
     const BatchOptions options = readBatchOptions(parser);
     const Inputs inputs = [&] {
         try {
@@ -274,23 +246,22 @@ int watermarkCommand(const QStringList &args)
             throw UsageError{QStringLiteral("There are no PDF documents to watermark.")};
         }
     }();
-    const WatermarkSettings settings = engineSettings(window);
-
-    return runOnePerDocument(QStringLiteral("watermark"),
-                             inputs,
-                             window.nameTemplate,
-                             folder,
-                             options,
-                             QStringLiteral("PDF document(s) watermarked successfully."),
-                             QStringLiteral("Could not watermark PDF document(s)."),
-                             [&](const QString &input, const QString &output) {
-                                 WatermarkSettings document = settings;
-                                 if (window.pagesEnabled) {
-                                     document.pages
-                                         = selectedPages(window.pages, input, "watermarked");
-                                 }
-                                 return PDFTools::WatermarkPDF(input, document, output);
-                             });
+    Jobs::WatermarkSettings run = settings;
+    run.folder = QDir::cleanPath(QFileInfo(settings.folder).absoluteFilePath());
+    const auto layers = WatermarkLayers::forSettings(run);
+    if (layers->pictureMissing()) {
+        // As in the window: the run goes on without the picture.
+        printError(QStringLiteral("watermark: the picture %1 cannot be read: no picture "
+                                  "watermark")
+                       .arg(run.image));
+    }
+    Jobs::WatermarkJob job(inputs.paths, run, layers);
+    return runBatch(job,
+                    options,
+                    {QStringLiteral("watermark"),
+                     QStringLiteral("PDF document(s) watermarked successfully."),
+                     QStringLiteral("Could not watermark PDF document(s).")},
+                    inputs.anyRejected);
 }
 
 } // namespace Cli

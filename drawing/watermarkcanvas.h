@@ -5,8 +5,7 @@
 // left corner and y upward in every setting; the two differ only in the text's shadow and
 // outline (TextStyle).
 
-#include "engine/pdftools.h"
-#include "engine/watermarksettings.h"
+#include "jobs/watermarksettings.h"
 #include "picturefile.h"
 
 #include <QColor>
@@ -54,7 +53,7 @@ class Canvas
 {
 public:
     Canvas(QSize size,
-           const WatermarkSettings &settings,
+           const Jobs::WatermarkSettings &settings,
            const PictureFile &picture,
            const TextStyle &style);
 
@@ -81,7 +80,7 @@ public:
     std::optional<QPointF> movableCorner(Layer layer) const;
 
 private:
-    void layOutText(const WatermarkSettings &settings);
+    void layOutText(const Jobs::WatermarkSettings &settings);
     void fillAndStrokeText(QPainter &painter) const;
 
     QSize m_size;

@@ -1,6 +1,6 @@
 #include "watermarklayers.h"
 
-#include "preview/watermarkdrawing.h"
+#include "watermarkcanvas.h"
 
 #include <QCryptographicHash>
 #include <QDataStream>
@@ -9,8 +9,6 @@
 
 #include <cmath>
 #include <sys/stat.h>
-
-namespace Engine {
 
 namespace {
 
@@ -59,7 +57,7 @@ QRect visibleRect(const QImage &image)
 
 // image: premultiplied ARGB32. The colour goes into the PDF not premultiplied: the soft mask
 // applies the alpha.
-std::shared_ptr<const WatermarkLayers::Image> prepare(const QImage &image)
+std::shared_ptr<const WatermarkLayerSource::Image> prepare(const QImage &image)
 {
     const qsizetype pixels = qsizetype(image.width()) * image.height();
     QByteArray colour(pixels * 3, Qt::Uninitialized);
@@ -78,7 +76,7 @@ std::shared_ptr<const WatermarkLayers::Image> prepare(const QImage &image)
             opaque = opaque && qAlpha(pixel) == 255;
         }
     }
-    auto prepared = std::make_shared<WatermarkLayers::Image>();
+    auto prepared = std::make_shared<WatermarkLayerSource::Image>();
     prepared->width = image.width();
     prepared->height = image.height();
     prepared->colour = deflated(colour);
@@ -95,7 +93,7 @@ std::shared_ptr<const WatermarkLayers::Image> prepare(const QImage &image)
 }
 
 // Paints one layer of the canvas within bounds and keeps what shows.
-WatermarkLayers::Placed
+WatermarkLayerSource::Placed
 paintLayer(const WatermarkDrawing::Canvas &canvas, Layer layer, const QRect &bounds)
 {
     QImage image(bounds.size(), QImage::Format_ARGB32_Premultiplied);
@@ -119,27 +117,31 @@ paintLayer(const WatermarkDrawing::Canvas &canvas, Layer layer, const QRect &bou
 }
 
 // Everything the layers' pixels depend on, the picture file's identity included.
-QByteArray keyOf(const WatermarkSettings &s)
+QByteArray keyOf(const Jobs::WatermarkSettings &settings)
 {
     QByteArray key;
     QDataStream out(&key, QIODevice::WriteOnly);
+    // The page selection, name and folder change no pixel.
+    Jobs::WatermarkSettings s = settings;
+    s.pagesEnabled = false;
+    s.pages.clear();
+    s.nameTemplate.clear();
+    s.folder.clear();
+    s.visit([&out](const char *, const auto &value, auto &&...) { out << value; });
     // A picture replaced under the same name is another picture.
     struct stat file = {};
-    if (!s.imagePath.isEmpty()) {
-        ::stat(QFile::encodeName(s.imagePath).constData(), &file);
+    if (!s.image.isEmpty()) {
+        ::stat(QFile::encodeName(s.image).constData(), &file);
     }
-    out << s.text << s.textFontType << s.textFontSize << s.textColor.rgba() << s.textOpacity
-        << s.textPosition << s.textVerticalOffset << s.textHorizontalOffset << s.useShadow
-        << s.useStroke << s.imagePath << quint64(file.st_dev) << quint64(file.st_ino)
-        << qint64(file.st_size) << qint64(file.st_mtim.tv_sec) << qint64(file.st_mtim.tv_nsec)
-        << s.scale << s.imageOpacity << s.imagePosition << s.imageVerticalOffset
-        << s.imageHorizontalOffset << s.rotationDegrees;
+    out << quint64(file.st_dev) << quint64(file.st_ino) << qint64(file.st_size)
+        << qint64(file.st_mtim.tv_sec) << qint64(file.st_mtim.tv_nsec);
     return key;
 }
 
 } // namespace
 
-std::shared_ptr<WatermarkLayers> WatermarkLayers::forSettings(const WatermarkSettings &settings)
+std::shared_ptr<WatermarkLayers>
+WatermarkLayers::forSettings(const Jobs::WatermarkSettings &settings)
 {
     static std::mutex mutex;
     static QByteArray lastKey;
@@ -158,13 +160,11 @@ std::shared_ptr<WatermarkLayers> WatermarkLayers::forSettings(const WatermarkSet
     return layers;
 }
 
-WatermarkLayers::WatermarkLayers(const WatermarkSettings &settings)
+WatermarkLayers::WatermarkLayers(const Jobs::WatermarkSettings &settings)
     : m_settings(settings)
     , m_picture(
-          PictureFile::load(settings.imagePath, settings.scale, WatermarkDrawing::CanvasScale))
-{
-    m_settings.pages.clear();
-}
+          PictureFile::load(settings.image, settings.scale / 100, WatermarkDrawing::CanvasScale))
+{}
 
 std::vector<WatermarkLayers::Placed> WatermarkLayers::layersOn(QSize canvasSize)
 {
@@ -209,5 +209,3 @@ std::vector<WatermarkLayers::Placed> WatermarkLayers::layersOn(QSize canvasSize)
     }
     return placed;
 }
-
-} // namespace Engine

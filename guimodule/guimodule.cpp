@@ -1,0 +1,76 @@
+// The graphical module's entry points: the launcher, and the subcommands that draw, which it
+// adds to the command line.
+
+#include "app/viewcontroller.h"
+#include "app/widgetalerts.h"
+#include "cli/commands.h"
+#include "cli/extensions.h"
+#include "imagecommands.h"
+
+#include <QApplication>
+#include <QGuiApplication>
+#include <QIcon>
+
+namespace {
+
+int render(int argc, char **argv)
+{
+    // Page images need no fonts of their own: Qt Core is enough.
+    QCoreApplication app(argc, argv);
+    return Cli::runCommand("render", Cli::renderCommand);
+}
+
+int watermark(int argc, char **argv)
+{
+    // The watermark draws text: fonts need a (headless) graphical application. Starting its
+    // platform plugin, Qt warns on stderr when XDG_RUNTIME_DIR is unset (cron jobs,
+    // containers); a headless run has no use for that folder.
+    static QtMessageHandler previous = nullptr;
+    previous = qInstallMessageHandler(
+        [](QtMsgType type, const QMessageLogContext &context, const QString &message) {
+            if (!message.startsWith(QLatin1String("QStandardPaths: XDG_RUNTIME_DIR"))) {
+                previous(type, context, message);
+            }
+        });
+    QGuiApplication app(argc, argv);
+    qInstallMessageHandler(previous);
+    return Cli::runCommand("watermark", Cli::watermarkCommand);
+}
+
+const Cli::Subcommand subcommands[] = {
+    {"render", render},
+    {"watermark", watermark},
+};
+
+const Cli::Extensions extensions{
+    subcommands,
+    int(std::size(subcommands)),
+    "  quire render FILE [--page N] -o OUT.png   the page as the preview shows it\n"
+    "  quire watermark -d DIR [text options] [image options] [--pages EXPR]\n"
+    "                  [--name TEMPLATE] [--profile FILE] INPUT...\n"
+    "  quire watermark [text and image options] --preview N -o OUT.png FILE\n",
+    Cli::writeCropPreview,
+};
+
+} // namespace
+
+extern "C" Q_DECL_EXPORT int quire_launcher(int argc, char **argv)
+{
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("quire"));
+    QApplication::setApplicationDisplayName(QStringLiteral("Quire"));
+    QApplication::setApplicationVersion(QStringLiteral(QUIRE_VERSION));
+    QApplication::setDesktopFileName(QStringLiteral("quire"));
+    QApplication::setWindowIcon(
+        QIcon::fromTheme(QStringLiteral("quire"), QIcon(QStringLiteral(":/icons/quire.png"))));
+
+    WidgetAlerts alerts;
+    ViewController launcher(alerts);
+    launcher.show();
+    return QApplication::exec();
+}
+
+extern "C" Q_DECL_EXPORT const Cli::Extensions *quire_command_line_extensions()
+{
+    return &extensions;
+}

@@ -1,0 +1,111 @@
+#include "splitjob.h"
+
+#include "engine/pdftools.h"
+
+#include <QLoggingCategory>
+
+Q_DECLARE_LOGGING_CATEGORY(lcJobs)
+
+namespace Jobs {
+
+SplitJob::SplitJob(QStringList inputs, SplitSettings settings)
+    : Batch(std::move(inputs))
+    , m_settings(std::move(settings))
+{}
+
+QList<Blocker> SplitJob::check() const
+{
+    QList<Blocker> blockers;
+    if (m_inputs.isEmpty()) {
+        blockers << Blocker{Blocker::Kind::NoDocuments};
+    }
+    if (m_settings.folder.isEmpty()) {
+        blockers << Blocker{Blocker::Kind::NoFolder};
+    }
+    if (!blockers.isEmpty()) {
+        return blockers;
+    }
+    // The interval mode makes the same test, although it does not use the number.
+    if (m_settings.pagesPerInterval < 1) {
+        blockers << Blocker{Blocker::Kind::RunsBelowOne};
+        return blockers;
+    }
+    checkFolder(m_settings.folder, blockers);
+    return blockers;
+}
+
+QList<Naming::PageInterval> SplitJob::intervalsOf(qint64 pages) const
+{
+    return m_settings.mode == Naming::SplitMode::Consecutive
+               ? Naming::GenerateConsecutiveIntervals(pages, m_settings.pagesPerInterval)
+               : Naming::GenerateArrayOfIntervals(m_settings.expression, pages);
+}
+
+void SplitJob::planDocument(DocumentPlan &document) const
+{
+    document.pages = PDFTools::GetPDFNumberOfPages(document.input);
+    const QList<Naming::PageInterval> intervals = intervalsOf(document.pages);
+    for (qsizetype k = 0; k < intervals.size(); ++k) {
+        PlannedOutput output;
+        output.interval = intervals[k];
+        output.path = Naming::OutputPathForInterval(m_settings.nameTemplate,
+                                                    m_settings.folder,
+                                                    document.input,
+                                                    m_settings.mode,
+                                                    k + 1,
+                                                    intervals[k].start,
+                                                    intervals[k].end);
+        document.outputs << output;
+    }
+}
+
+void SplitJob::checkPlan(Plan &plan) const
+{
+    if (m_settings.mode != Naming::SplitMode::Intervals) {
+        return;
+    }
+    for (const DocumentPlan &document : std::as_const(plan.documents)) {
+        if (document.outputs.isEmpty()) {
+            plan.blockers << Blocker{
+                Blocker::Kind::NoInterval, document.input, document.pages, m_settings.expression};
+        }
+    }
+}
+
+int SplitJob::unitsFor(const DocumentPlan &document, int jobs, int documents) const
+{
+    // With fewer documents than jobs, a long document's pieces go in as many runs as there are
+    // jobs, each run reading the document once, so that every core has work.
+    constexpr qsizetype shortest = 16;
+    const qsizetype outputs = document.outputs.size();
+    return documents < jobs && outputs >= 2 * shortest
+               ? int(std::min<qsizetype>(jobs, outputs / shortest))
+               : 1;
+}
+
+bool SplitJob::writeUnit(Unit &unit)
+{
+    const DocumentPlan &document = m_plan.documents[unit.document];
+    // Parsed once for all the unit's pieces.
+    PdfSource source(document.input);
+    if (source.pageCount() == 0) {
+        if (unit.outputs.isEmpty() || unit.outputs.front() == 0) {
+            qCWarning(lcJobs).noquote().nospace() << document.input << " has no pages to split";
+        }
+        for (qsizetype k = 0; k < unit.outputs.size(); ++k) {
+            unit.outputDone();
+        }
+        return false;
+    }
+    bool result = true;
+    for (qsizetype k = 0; k < unit.outputs.size(); ++k) {
+        const PlannedOutput &output = document.outputs[unit.outputs[k]];
+        unit.written[k]
+            = PDFTools::SplitPdf(source, unit.paths[k], output.interval.start, output.interval.end);
+        result = result && unit.written[k];
+        unit.outputDone();
+    }
+    return result;
+}
+
+} // namespace Jobs
