@@ -2,6 +2,7 @@
 
 #include "naming/overwrite.h"
 
+#include <QColor>
 #include <QString>
 #include <QStringList>
 #include <QUrl>
@@ -18,10 +19,36 @@ class Alerts
 public:
     virtual ~Alerts() = default;
 
-    // A message with the button "OK".
-    virtual void message(QWidget *parent, const QString &text) = 0;
+    // A message: its icon, its words, what lies behind "Show Details…", and buttons beside
+    // "OK" ("Show in Folder", "Open").
+    struct Notice
+    {
+        enum class Icon { Information, Warning };
+        Icon icon = Icon::Warning;
+        QString text;
+        QString details; // empty: none
+        QStringList buttons;
+    };
+    // Shows the notice; the index in notice.buttons of the button pressed, -1 for "OK".
+    virtual int notify(QWidget *parent, const Notice &notice) = 0;
+    // A message in warning style with the button "OK".
+    void message(QWidget *parent, const QString &text)
+    {
+        notify(parent, {Notice::Icon::Warning, text, {}, {}});
+    }
     // Buttons "Yes", "No"; true for "Yes".
     virtual bool askYesNo(QWidget *parent, const QString &text) = 0;
+    // Buttons "Yes", "No" and a check box under the question, with its words; true for "Yes".
+    // *checked tells whether the box was ticked, whichever button was pressed.
+    virtual bool askYesNoWithCheckBox(QWidget *parent,
+                                      const QString &text,
+                                      const QString &checkBox,
+                                      bool *checked)
+        = 0;
+    // Two buttons of their own words; true for the first. Escape answers the second.
+    virtual bool
+    askChoice(QWidget *parent, const QString &text, const QString &first, const QString &second)
+        = 0;
     // The overwrite question, buttons "Yes", "Yes to All", "No", "No to All".
     virtual Naming::OverwriteAnswer askOverwrite(QWidget *parent, const QString &path) = 0;
 
@@ -38,6 +65,8 @@ public:
                                    const QString &filter,
                                    const QString &defaultSuffix)
         = 0;
+    // The desktop's colour chooser, starting at initial; an invalid colour when cancelled.
+    virtual QColor chooseColor(QWidget *parent, const QColor &initial) = 0;
     // Open panel for one file; empty when cancelled.
     virtual QString chooseOpenFile(QWidget *parent,
                                    const QString &caption,
@@ -45,6 +74,17 @@ public:
                                    const QString &filter)
         = 0;
 
-    // Hands a document or a web address to the desktop (the default PDF viewer or browser).
-    virtual void openExternally(const QUrl &url) = 0;
+    // Hands a document, a folder or a web address to the desktop (the default PDF viewer, file
+    // manager or browser); false when the desktop could not.
+    virtual bool openExternally(const QUrl &url) = 0;
+    // The same, saying so when the desktop cannot open it (no application for it, no
+    // xdg-open), with the path or address to open by hand.
+    void open(QWidget *parent, const QUrl &url)
+    {
+        if (!openExternally(url)) {
+            message(parent,
+                    QStringLiteral("The desktop could not open %1. Open it with another program.")
+                        .arg(url.isLocalFile() ? url.toLocalFile() : url.toString()));
+        }
+    }
 };

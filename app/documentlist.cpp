@@ -4,15 +4,18 @@
 #include "engine/pdftools.h"
 
 #include <QAbstractButton>
+#include <QDir>
 #include <QDragEnterEvent>
 #include <QFileInfo>
 #include <QHeaderView>
 #include <QIcon>
 #include <QItemSelectionModel>
 #include <QKeyEvent>
+#include <QLabel>
 #include <QMimeData>
 #include <QPainter>
 #include <QStyle>
+#include <QStyledItemDelegate>
 #include <QTimer>
 
 #include <algorithm>
@@ -31,25 +34,45 @@ QIcon pdfIcon(const QWidget *widget)
     return own.isNull() ? widget->style()->standardIcon(QStyle::SP_FileIcon) : own;
 }
 
+// Folders are cut at their start, where a long path differs least from its neighbours.
+class FolderDelegate final : public QStyledItemDelegate
+{
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+protected:
+    void initStyleOption(QStyleOptionViewItem *option, const QModelIndex &index) const override
+    {
+        QStyledItemDelegate::initStyleOption(option, index);
+        option->textElideMode = Qt::ElideLeft;
+    }
+};
+
+// How many rejected files an alert names before it says "and N more".
+constexpr int NamedRejections = 8;
+
 } // namespace
 
 PdfTableView::PdfTableView(QWidget *parent)
     : QTableView(parent)
 {
-    setSelectionMode(QAbstractItemView::SingleSelection);
+    setSelectionMode(QAbstractItemView::ExtendedSelection);
     setSelectionBehavior(QAbstractItemView::SelectRows);
     setEditTriggers(QAbstractItemView::NoEditTriggers);
-    setDragEnabled(false);
+    setDragEnabled(true);
     setAcceptDrops(true);
-    setDragDropMode(QAbstractItemView::DropOnly);
+    setDragDropMode(QAbstractItemView::DragDrop);
+    setDefaultDropAction(Qt::CopyAction);
     setDropIndicatorShown(false); // drawn here: only between rows
     setShowGrid(false);
     setWordWrap(false);
     setAlternatingRowColors(true);
-    setTextElideMode(Qt::ElideMiddle);
+    setTextElideMode(Qt::ElideRight); // a name is never cut in its middle
     setHorizontalScrollMode(QAbstractItemView::ScrollPerPixel);
-    horizontalHeader()->hide();
+    setItemDelegateForColumn(DocumentList::FolderColumn, new FolderDelegate(this));
+    horizontalHeader()->setHighlightSections(false);
     horizontalHeader()->setStretchLastSection(true);
+    horizontalHeader()->setSectionsMovable(false);
     verticalHeader()->hide();
     verticalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
 }
@@ -72,10 +95,18 @@ int PdfTableView::dropRowAt(const QPoint &pos) const
     return -1;
 }
 
-bool PdfTableView::acceptsDrag(const QMimeData *mime, const QObject *source)
+bool PdfTableView::acceptsDrag(const QMimeData *mime,
+                               const QObject *source,
+                               const QTableView *table)
 {
-    // Rows dragged from a table, this one or another, are not files.
-    if (qobject_cast<const QAbstractItemView *>(source) || !mime || !mime->hasUrls()) {
+    if (!mime) {
+        return false;
+    }
+    // Rows of this table move within it; rows of another table are not files.
+    if (qobject_cast<const QAbstractItemView *>(source)) {
+        return source == table && mime->hasFormat(QLatin1String(DocumentList::RowsMimeType));
+    }
+    if (!mime->hasUrls()) {
         return false;
     }
     const QList<QUrl> urls = mime->urls();
@@ -86,11 +117,12 @@ bool PdfTableView::acceptsDrag(const QMimeData *mime, const QObject *source)
 
 void PdfTableView::dragEnterEvent(QDragEnterEvent *event)
 {
-    if (!isEnabled() || !acceptsDrag(event->mimeData(), event->source())) {
+    if (!isEnabled() || !acceptsDrag(event->mimeData(), event->source(), this)) {
         event->ignore();
         return;
     }
-    // A copy, never a move: a file manager deletes the original of a move.
+    // Files are copied, never moved: a file manager deletes the original of a move. Rows are
+    // moved by the list itself.
     event->setDropAction(Qt::CopyAction);
     event->accept();
 }
@@ -99,7 +131,7 @@ void PdfTableView::dragMoveEvent(QDragMoveEvent *event)
 {
     const QPoint pos = event->position().toPoint();
     const int row = dropRowAt(pos);
-    if (!isEnabled() || row < 0 || !acceptsDrag(event->mimeData(), event->source())) {
+    if (!isEnabled() || row < 0 || !acceptsDrag(event->mimeData(), event->source(), this)) {
         setDropLine(-1);
         event->ignore();
         return;
@@ -126,11 +158,16 @@ void PdfTableView::dropEvent(QDropEvent *event)
 {
     setDropLine(-1);
     const int row = dropRowAt(event->position().toPoint());
-    if (!isEnabled() || row < 0 || !acceptsDrag(event->mimeData(), event->source())) {
+    if (!isEnabled() || row < 0 || !acceptsDrag(event->mimeData(), event->source(), this)) {
         event->ignore();
         return;
     }
     event->setDropAction(Qt::CopyAction);
+    if (event->source() == this) {
+        event->accept();
+        emit rowsDropped(row);
+        return;
+    }
     event->accept();
     emit filesDropped(event->mimeData()->urls(), row);
 }
@@ -148,7 +185,7 @@ void PdfTableView::paintEvent(QPaintEvent *event)
     QTableView::paintEvent(event);
     QPainter painter(viewport());
     if (model() && model()->rowCount() == 0) {
-        painter.setPen(palette().color(QPalette::Disabled, QPalette::Text));
+        painter.setPen(palette().color(QPalette::PlaceholderText));
         painter.drawText(viewport()->rect().adjusted(12, 12, -12, -12),
                          Qt::AlignCenter | Qt::TextWordWrap,
                          tr("Drop PDF documents here, or click Add."));
@@ -174,7 +211,7 @@ DocumentList::DocumentList(PdfTableView *table,
                            Tooltip tooltip,
                            Alerts &alerts,
                            QWidget *window)
-    : QAbstractListModel(window)
+    : QAbstractTableModel(window)
     , m_table(table)
     , m_tooltip(tooltip)
     , m_alerts(alerts)
@@ -183,17 +220,27 @@ DocumentList::DocumentList(PdfTableView *table,
 {
     setObjectName(tableIdentifier);
     m_table->setModel(this);
+    QHeaderView *header = m_table->horizontalHeader();
+    header->setSectionResizeMode(QHeaderView::Interactive);
+    header->resizeSection(NameColumn,
+                          m_table->fontMetrics().horizontalAdvance(QLatin1Char('x')) * 28);
+    for (const int column : {PagesColumn, PageSizeColumn, FileSizeColumn}) {
+        header->setSectionResizeMode(column, QHeaderView::ResizeToContents);
+    }
     connect(m_table, &PdfTableView::filesDropped, this, &DocumentList::acceptDrop);
+    connect(m_table, &PdfTableView::rowsDropped, this, &DocumentList::moveSelectedTo);
     connect(m_table, &PdfTableView::removeRequested, this, &DocumentList::OnRemoveSelected);
     connect(m_table, &QAbstractItemView::doubleClicked, this, [this] { OnTableViewDoubleClick(); });
     connect(m_table->selectionModel(), &QItemSelectionModel::selectionChanged, this, [this] {
+        updateButtons();
         emit currentPDFChanged(currentPDF());
     });
     connect(&m_facts, &Jobs::DocumentFacts::factsRead, this, [this](const QString &path) {
         const int row = int(m_paths.indexOf(path));
         if (row >= 0) {
-            emit dataChanged(index(row), index(row), {Qt::ToolTipRole});
+            emit dataChanged(index(row, 0), index(row, Columns - 1));
         }
+        updateCount();
     });
 }
 
@@ -206,19 +253,78 @@ void DocumentList::connectButtons(QAbstractButton *add,
     connect(removeAll, &QAbstractButton::clicked, this, &DocumentList::OnRemoveAll);
 }
 
-QString DocumentList::currentPDF() const
+void DocumentList::setMoveButtons(QAbstractButton *moveUp, QAbstractButton *moveDown)
 {
-    const int row = selectedRow();
-    return row >= 0 ? m_paths.at(row) : QString();
+    m_moveUp = moveUp;
+    m_moveDown = moveDown;
+    updateButtons();
+}
+
+void DocumentList::setCountLabel(QLabel *label)
+{
+    m_countLabel = label;
+    updateCount();
+}
+
+void DocumentList::updateButtons()
+{
+    if (!m_moveUp || !m_moveDown || !m_table->isEnabled()) {
+        return;
+    }
+    const QList<int> rows = selectedRows();
+    m_moveUp->setEnabled(!rows.isEmpty() && rows.front() > 0);
+    m_moveDown->setEnabled(!rows.isEmpty() && rows.back() < m_paths.size() - 1);
+}
+
+QString DocumentList::countText() const
+{
+    qint64 pages = 0;
+    for (const QString &path : m_paths) {
+        if (const auto facts = m_facts.facts(path)) {
+            pages += facts->pages;
+        }
+    }
+    const qsizetype count = m_paths.size();
+    return QStringLiteral("%1 %2, %3 %4")
+        .arg(count)
+        .arg(count == 1 ? QStringLiteral("document") : QStringLiteral("documents"))
+        .arg(pages)
+        .arg(pages == 1 ? QStringLiteral("page") : QStringLiteral("pages"));
+}
+
+void DocumentList::updateCount()
+{
+    if (m_countLabel) {
+        m_countLabel->setText(countText());
+    }
+}
+
+QList<int> DocumentList::selectedRows() const
+{
+    QList<int> rows;
+    for (const QModelIndex &index : m_table->selectionModel()->selectedRows()) {
+        if (index.row() < m_paths.size()) {
+            rows << index.row();
+        }
+    }
+    std::sort(rows.begin(), rows.end());
+    return rows;
 }
 
 int DocumentList::selectedRow() const
 {
-    const QModelIndexList rows = m_table->selectionModel()->selectedRows();
-    if (rows.isEmpty() || rows.front().row() >= m_paths.size()) {
+    const QList<int> rows = selectedRows();
+    if (rows.isEmpty()) {
         return -1;
     }
-    return rows.front().row();
+    const int current = m_table->selectionModel()->currentIndex().row();
+    return rows.contains(current) ? current : rows.front();
+}
+
+QString DocumentList::currentPDF() const
+{
+    const int row = selectedRow();
+    return row >= 0 ? m_paths.at(row) : QString();
 }
 
 void DocumentList::selectRow(int row)
@@ -228,7 +334,22 @@ void DocumentList::selectRow(int row)
         return;
     }
     m_table->selectionModel()->setCurrentIndex(
-        index(row), QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+        index(row, 0), QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+}
+
+void DocumentList::selectRows(const QList<int> &rows)
+{
+    QItemSelection selection;
+    for (const int row : rows) {
+        if (row >= 0 && row < m_paths.size()) {
+            selection.select(index(row, 0), index(row, Columns - 1));
+        }
+    }
+    QItemSelectionModel *model = m_table->selectionModel();
+    model->select(selection, QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+    if (!rows.isEmpty()) {
+        model->setCurrentIndex(index(rows.front(), 0), QItemSelectionModel::NoUpdate);
+    }
 }
 
 void DocumentList::insertPath(int row, const QString &path)
@@ -239,16 +360,72 @@ void DocumentList::insertPath(int row, const QString &path)
     m_facts.request(path);
 }
 
-void DocumentList::removePath(int row)
+namespace {
+
+// Compares as people count: runs of digits by their value, the rest case aside.
+bool naturallyBefore(const QString &a, const QString &b)
 {
-    beginRemoveRows({}, row, row);
-    m_paths.removeAt(row);
-    endRemoveRows();
+    qsizetype i = 0;
+    qsizetype j = 0;
+    while (i < a.size() && j < b.size()) {
+        if (a[i].isDigit() && b[j].isDigit()) {
+            qsizetype ei = i;
+            qsizetype ej = j;
+            while (ei < a.size() && a[ei].isDigit()) {
+                ++ei;
+            }
+            while (ej < b.size() && b[ej].isDigit()) {
+                ++ej;
+            }
+            // Leading zeros aside, the longer run is the larger number.
+            const QStringView x = QStringView(a).mid(i, ei - i);
+            const QStringView y = QStringView(b).mid(j, ej - j);
+            const auto trimmed = [](QStringView digits) {
+                qsizetype k = 0;
+                while (k + 1 < digits.size() && digits[k] == QLatin1Char('0')) {
+                    ++k;
+                }
+                return digits.mid(k);
+            };
+            const QStringView tx = trimmed(x);
+            const QStringView ty = trimmed(y);
+            if (tx.size() != ty.size()) {
+                return tx.size() < ty.size();
+            }
+            if (const int c = tx.compare(ty); c != 0) {
+                return c < 0;
+            }
+            i = ei;
+            j = ej;
+            continue;
+        }
+        const QChar ca = a[i].toCaseFolded();
+        const QChar cb = b[j].toCaseFolded();
+        if (ca != cb) {
+            return ca < cb;
+        }
+        ++i;
+        ++j;
+    }
+    return a.size() - i < b.size() - j;
+}
+
+} // namespace
+
+void DocumentList::sortNaturally(QStringList &paths)
+{
+    std::stable_sort(paths.begin(), paths.end(), naturallyBefore);
+}
+
+void DocumentList::remember(const QString &path, PDFTools::LoadStatus status)
+{
+    m_rejected << QStringLiteral("%1: %2").arg(QFileInfo(path).fileName(),
+                                               PDFTools::LoadStatusText(status));
 }
 
 void DocumentList::OnAddPDFDocument()
 {
-    const std::optional<QStringList> chosen = m_alerts.choosePdfs(m_window);
+    std::optional<QStringList> chosen = m_alerts.choosePdfs(m_window);
     if (!chosen) {
         return;
     }
@@ -256,19 +433,22 @@ void DocumentList::OnAddPDFDocument()
         m_alerts.message(m_window, QStringLiteral("The pdf could not be loaded."));
         return;
     }
-    bool rejected = false;
-    for (const QString &path : *chosen) {
+    sortNaturally(*chosen);
+    for (const QString &path : std::as_const(*chosen)) {
         if (path.isEmpty() || m_paths.contains(path)) {
             continue;
         }
-        if (!PDFTools::IsLoadable(path)) {
-            rejected = true;
+        const auto status = PDFTools::LoadTest(path);
+        if (status != PDFTools::LoadStatus::Loadable) {
+            remember(path, status);
             continue;
         }
         insertPath(int(m_paths.size()), path);
     }
+    updateCount();
+    updateButtons();
     emit listChanged();
-    if (rejected) {
+    if (!m_rejected.isEmpty()) {
         ShowCorruptedPDFsMessage();
     }
 }
@@ -285,12 +465,16 @@ void DocumentList::acceptDrop(const QList<QUrl> &urls, int row)
         if (!QFileInfo(path).isFile() || !hasPdfExtension(path) || m_paths.contains(path)) {
             continue;
         }
-        if (!PDFTools::IsLoadable(path)) {
+        const auto status = PDFTools::LoadTest(path);
+        if (status != PDFTools::LoadStatus::Loadable) {
+            remember(path, status);
             allLoaded = false;
             continue;
         }
         insertPath(insertionRow++, path);
     }
+    updateCount();
+    updateButtons();
     emit listChanged();
     if (!allLoaded) {
         // Not inside the drop: the file manager waits for the drop to end.
@@ -300,7 +484,18 @@ void DocumentList::acceptDrop(const QList<QUrl> &urls, int row)
 
 void DocumentList::ShowCorruptedPDFsMessage()
 {
-    m_alerts.message(m_window, QString::fromLatin1(RejectedDocumentsText));
+    Alerts::Notice notice{
+        Alerts::Notice::Icon::Warning, QString::fromLatin1(RejectedDocumentsText), {}, {}};
+    const QStringList rejected = std::exchange(m_rejected, {});
+    if (!rejected.isEmpty()) {
+        notice.text
+            += QLatin1String("\n\n") + rejected.mid(0, NamedRejections).join(QLatin1Char('\n'));
+        if (rejected.size() > NamedRejections) {
+            notice.text += QStringLiteral("\nand %1 more").arg(rejected.size() - NamedRejections);
+            notice.details = rejected.join(QLatin1Char('\n'));
+        }
+    }
+    m_alerts.notify(m_window, notice);
 }
 
 void DocumentList::OnRemoveSelected()
@@ -308,12 +503,18 @@ void DocumentList::OnRemoveSelected()
     if (m_paths.isEmpty()) {
         return;
     }
-    const int row = selectedRow();
-    if (row >= 0) {
-        removePath(row);
+    const QList<int> rows = selectedRows();
+    if (!rows.isEmpty()) {
+        for (auto row = rows.crbegin(); row != rows.crend(); ++row) {
+            beginRemoveRows({}, *row, *row);
+            m_paths.removeAt(*row);
+            endRemoveRows();
+        }
         // The view would select the next row; the preview is cleared instead, with nothing
         // selected.
         m_table->selectionModel()->clear();
+        updateCount();
+        updateButtons();
         emit listChanged();
         emit currentPDFChanged(QString());
     }
@@ -340,6 +541,8 @@ void DocumentList::clear()
     beginResetModel();
     m_paths.clear();
     endResetModel();
+    updateCount();
+    updateButtons();
     emit currentPDFChanged(QString());
 }
 
@@ -347,24 +550,74 @@ void DocumentList::OnTableViewDoubleClick()
 {
     const int row = selectedRow();
     if (row >= 0) {
-        m_alerts.openExternally(QUrl::fromLocalFile(m_paths.at(row)));
+        m_alerts.open(m_window, QUrl::fromLocalFile(m_paths.at(row)));
     }
+}
+
+void DocumentList::reorder(const QStringList &paths, const QList<int> &selected)
+{
+    beginResetModel();
+    m_paths = paths;
+    endResetModel();
+    selectRows(selected);
+    if (!selected.isEmpty()) {
+        m_table->scrollTo(index(selected.front(), 0));
+    }
+    updateButtons();
+    emit listChanged();
 }
 
 void DocumentList::moveSelected(int delta)
 {
-    const int row = selectedRow();
-    const int target = row + delta;
-    if (row < 0 || target < 0 || target >= m_paths.size() || target == row) {
+    const QList<int> rows = selectedRows();
+    if (rows.isEmpty() || (delta < 0 && rows.front() == 0)
+        || (delta > 0 && rows.back() == m_paths.size() - 1)) {
         return;
     }
-    // beginMoveRows takes the row the moved one ends up in front of.
-    beginMoveRows({}, row, row, {}, target > row ? target + 1 : target);
-    m_paths.move(row, target);
-    endMoveRows();
-    selectRow(target);
-    m_table->scrollTo(index(target));
-    emit listChanged();
+    // Each selected row changes places with its unselected neighbour; a block of selected rows
+    // moves as one.
+    QStringList paths = m_paths;
+    QList<int> moved;
+    if (delta < 0) {
+        for (const int row : rows) {
+            paths.swapItemsAt(row, row - 1);
+            moved << row - 1;
+        }
+    } else {
+        for (auto row = rows.crbegin(); row != rows.crend(); ++row) {
+            paths.swapItemsAt(*row, *row + 1);
+            moved.prepend(*row + 1);
+        }
+    }
+    reorder(paths, moved);
+}
+
+void DocumentList::moveSelectedTo(int row)
+{
+    const QList<int> rows = selectedRows();
+    if (rows.isEmpty()) {
+        return;
+    }
+    QStringList block;
+    QStringList rest;
+    int before = 0; // unselected rows above the target
+    for (int i = 0; i < m_paths.size(); ++i) {
+        if (rows.contains(i)) {
+            block << m_paths[i];
+        } else {
+            rest << m_paths[i];
+            before += i < row ? 1 : 0;
+        }
+    }
+    QStringList paths = rest;
+    QList<int> moved;
+    for (int k = 0; k < block.size(); ++k) {
+        paths.insert(before + k, block[k]);
+        moved << before + k;
+    }
+    if (paths != m_paths) {
+        reorder(paths, moved);
+    }
 }
 
 QString DocumentList::tooltipText(const PDFTools::DocumentSummary &summary) const
@@ -382,25 +635,89 @@ int DocumentList::rowCount(const QModelIndex &parent) const
     return parent.isValid() ? 0 : int(m_paths.size());
 }
 
+int DocumentList::columnCount(const QModelIndex &parent) const
+{
+    return parent.isValid() ? 0 : Columns;
+}
+
+QVariant DocumentList::headerData(int section, Qt::Orientation orientation, int role) const
+{
+    if (orientation != Qt::Horizontal || role != Qt::DisplayRole) {
+        return QAbstractTableModel::headerData(section, orientation, role);
+    }
+    switch (section) {
+    case NameColumn:
+        return tr("Name");
+    case PagesColumn:
+        return tr("Pages");
+    case PageSizeColumn:
+        return tr("Page size");
+    case FileSizeColumn:
+        return tr("File size");
+    case FolderColumn:
+        return tr("Folder");
+    default:
+        return {};
+    }
+}
+
 QVariant DocumentList::data(const QModelIndex &index, int role) const
 {
     if (!index.isValid() || index.row() >= m_paths.size()) {
         return {};
     }
     const QString &path = m_paths.at(index.row());
-    switch (role) {
-    case Qt::DisplayRole:
-        return path;
-    case Qt::DecorationRole:
-        return m_icon;
-    case Qt::ToolTipRole: {
+    if (role == Qt::ToolTipRole) {
         // The file may have changed since it was read: then it is read again, and the tooltip
         // follows once that is done.
         m_facts.request(path);
         const auto facts = m_facts.facts(path);
         return facts ? tooltipText(*facts) : tr("Reading the document…");
     }
+    if (role == Qt::DecorationRole && index.column() == NameColumn) {
+        return m_icon;
+    }
+    if (role == Qt::TextAlignmentRole && index.column() != NameColumn
+        && index.column() != FolderColumn) {
+        return QVariant::fromValue(Qt::AlignRight | Qt::AlignVCenter);
+    }
+    if (role != Qt::DisplayRole) {
+        return {};
+    }
+    const QFileInfo file(path);
+    const auto facts = m_facts.facts(path);
+    switch (index.column()) {
+    case NameColumn:
+        return file.fileName();
+    case FolderColumn:
+        return QDir::toNativeSeparators(file.absolutePath());
+    case PagesColumn:
+        return facts ? QVariant(facts->pages) : QVariant(QStringLiteral("…"));
+    case PageSizeColumn:
+        return facts ? facts->pageSize : QStringLiteral("…");
+    case FileSizeColumn:
+        return facts ? facts->fileSize : QStringLiteral("…");
     default:
         return {};
     }
+}
+
+Qt::ItemFlags DocumentList::flags(const QModelIndex &index) const
+{
+    const Qt::ItemFlags flags = QAbstractTableModel::flags(index);
+    return index.isValid() ? flags | Qt::ItemIsDragEnabled : flags;
+}
+
+QStringList DocumentList::mimeTypes() const
+{
+    return {QLatin1String(RowsMimeType)};
+}
+
+QMimeData *DocumentList::mimeData(const QModelIndexList &) const
+{
+    // Only for a move within the table, which moves the selection: no file leaves the window,
+    // where a file manager could move it away.
+    auto *mime = new QMimeData;
+    mime->setData(QLatin1String(RowsMimeType), QByteArray());
+    return mime;
 }

@@ -1,6 +1,7 @@
 #include "mainmenu.h"
 
 #include "app/alerts.h"
+#include "engine/pdftools.h"
 
 #include <QAction>
 #include <QCoreApplication>
@@ -92,12 +93,24 @@ QString helpPagePath(Tool tool)
     return {};
 }
 
-void OnHowTo(Tool tool, Alerts &alerts)
+void OnHowTo(Tool tool, Alerts &alerts, QWidget *window)
 {
     const QString path = helpPagePath(tool);
-    if (!path.isEmpty()) {
-        alerts.openExternally(QUrl::fromLocalFile(path));
+    if (path.isEmpty()) {
+        alerts.message(window,
+                       QStringLiteral("The help page %1 is not installed.")
+                           .arg(QLatin1String(textOf(tool).page)));
+        return;
     }
+    alerts.open(window, QUrl::fromLocalFile(path));
+}
+
+QString aboutText()
+{
+    return QStringLiteral("Quire %1\nBatch work on PDF files: merge, split, crop, watermark and "
+                          "edit properties.\n\nLicence: GNU General Public License, version 3 "
+                          "or later.\n\nQt %2, qpdf %3.")
+        .arg(QStringLiteral(QUIRE_VERSION), QLatin1String(qVersion()), PDFTools::LibraryVersion());
 }
 
 void build(QMenuBar *menuBar,
@@ -120,7 +133,11 @@ void build(QMenuBar *menuBar,
     file->addSeparator();
     QAction *quit = addAction(file, QStringLiteral("&Quit"), "actionQuit", QKeySequence::Quit);
     quit->setMenuRole(QAction::QuitRole);
-    QObject::connect(quit, &QAction::triggered, window, [] { QCoreApplication::quit(); });
+    QObject::connect(quit, &QAction::triggered, window, [commands] {
+        if (!commands || commands->mayQuit()) {
+            QCoreApplication::quit();
+        }
+    });
 
     const bool withSettings = commands && commands->hasSettings();
     for (QAction *action : {fileNew, save, saveAs, load}) {
@@ -146,9 +163,17 @@ void build(QMenuBar *menuBar,
         if (windowTool == tool) {
             action->setShortcut(QKeySequence::HelpContents);
         }
-        QObject::connect(
-            action, &QAction::triggered, window, [tool, &alerts] { OnHowTo(tool, alerts); });
+        QObject::connect(action, &QAction::triggered, window, [tool, &alerts, window] {
+            OnHowTo(tool, alerts, window);
+        });
     }
+    help->addSeparator();
+    QAction *about = help->addAction(QStringLiteral("&About Quire"));
+    about->setObjectName(QStringLiteral("actionAbout"));
+    about->setMenuRole(QAction::AboutRole);
+    QObject::connect(about, &QAction::triggered, window, [&alerts, window] {
+        alerts.notify(window, {Alerts::Notice::Icon::Information, aboutText(), {}, {}});
+    });
 }
 
 } // namespace MainMenu

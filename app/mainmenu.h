@@ -22,13 +22,15 @@ public:
     virtual void OnSaveProfile() = 0;
     virtual void OnSaveProfileAs() = 0;
     virtual void OnLoadProfile() = 0;
+    // Whether the application may quit now (a window with a run asks first).
+    virtual bool mayQuit() { return true; }
 };
 
 namespace MainMenu {
 
 // File (New, Save Profile, Save Profile As, Load Profile, Quit) and Help (one How-To page per
-// tool), the same on the launcher and on every tool window. commands may be null; the How-To of
-// the window's own tool, if it has one, answers F1.
+// tool, About Quire), the same on the launcher and on every tool window. commands may be null; the
+// How-To of the window's own tool, if it has one, answers F1.
 void build(QMenuBar *menuBar,
            QWidget *window,
            Alerts &alerts,
@@ -38,8 +40,11 @@ void build(QMenuBar *menuBar,
 // The tool's help page: installed beside the program (share/quire/help), else in the source
 // tree of a build that was not installed. Empty when there is none.
 QString helpPagePath(Tool tool);
-// Opens the tool's help page in the default browser; nothing when there is no page.
-void OnHowTo(Tool tool, Alerts &alerts);
+// Opens the tool's help page in the default browser; an alert says when there is none or the
+// desktop cannot open it.
+void OnHowTo(Tool tool, Alerts &alerts, QWidget *window);
+// Help > About Quire: the version, the licence, and the versions of Qt and qpdf in use.
+QString aboutText();
 
 // "Merge PDF Documents", ..., "Edit PDF Properties": the tool's window title.
 QString toolTitle(Tool tool);

@@ -1,19 +1,47 @@
 #include "toolwindow.h"
 
 #include "app/alerts.h"
+#include "app/documentlist.h"
 #include "jobs/profiles.h"
 
 #include <QAction>
 #include <QApplication>
+#include <QBoxLayout>
+#include <QCloseEvent>
 #include <QDir>
 #include <QFileInfo>
-#include <QLayout>
+#include <QKeyEvent>
+#include <QLabel>
 #include <QLineEdit>
 #include <QMenuBar>
 #include <QPointer>
 #include <QProgressBar>
+#include <QPushButton>
 #include <QThread>
 #include <QThreadPool>
+
+namespace {
+
+// The box layout that holds widget, among the layouts of its window.
+QBoxLayout *layoutHolding(QWidget *widget)
+{
+    QList<QLayout *> layouts{widget->parentWidget()->layout()};
+    while (!layouts.isEmpty()) {
+        QLayout *layout = layouts.takeFirst();
+        if (!layout) {
+            continue;
+        }
+        if (layout->indexOf(widget) >= 0) {
+            return qobject_cast<QBoxLayout *>(layout);
+        }
+        for (int i = 0; i < layout->count(); ++i) {
+            layouts << layout->itemAt(i)->layout();
+        }
+    }
+    return nullptr;
+}
+
+} // namespace
 
 ToolWindow::ToolWindow(Tool tool, Alerts &alerts, QWidget *parent)
     : QDialog(parent)
@@ -26,22 +54,101 @@ ToolWindow::ToolWindow(Tool tool, Alerts &alerts, QWidget *parent)
 
 ToolWindow::~ToolWindow() = default;
 
-void ToolWindow::finishSetup(const QList<QWidget *> &interfaceControls, QProgressBar *progress)
+void ToolWindow::finishSetup(const QList<QWidget *> &interfaceControls,
+                             QProgressBar *progress,
+                             DocumentList *documents)
 {
     m_interfaceControls = interfaceControls;
+    m_documents = documents;
     m_progress = progress;
     m_progress->setRange(0, 100);
     m_progress->setValue(0);
-    auto *menuBar = new QMenuBar(this);
-    MainMenu::build(menuBar, this, m_alerts, this, m_tool);
-    layout()->setMenuBar(menuBar);
+    // Beside the bar, during a run: the document being processed, and the Stop button.
+    m_runStatus = new QLabel(this);
+    m_runStatus->setObjectName(QStringLiteral("labelRunStatus"));
+    m_runStatus->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    m_stopButton = new QPushButton(tr("St&op"), this);
+    m_stopButton->setObjectName(QStringLiteral("buttonStop"));
+    m_stopButton->setToolTip(tr("Stop after the document being processed; the documents done "
+                                "stay done"));
+    connect(m_stopButton, &QPushButton::clicked, this, &ToolWindow::stopRun);
+    if (QBoxLayout *row = layoutHolding(progress)) {
+        const int at = row->indexOf(progress);
+        row->insertWidget(at, m_runStatus, 2);
+        row->setStretchFactor(progress, 1);
+        row->insertWidget(at + 2, m_stopButton);
+    }
+    showRunControls(false);
+    // A field that cannot be typed into looks so: the window's colour, not the text fields'.
+    for (QLineEdit *field : findChildren<QLineEdit *>()) {
+        if (field->isReadOnly()) {
+            QPalette palette = field->palette();
+            palette.setColor(QPalette::Base, palette.color(QPalette::Window));
+            field->setPalette(palette);
+        }
+    }
+    m_menuBar = new QMenuBar(this);
+    MainMenu::build(m_menuBar, this, m_alerts, this, m_tool);
+    layout()->setMenuBar(m_menuBar);
     updateWindowTitle();
+}
+
+void ToolWindow::setNameExample(QLabel *label, FirstOutput firstOutput)
+{
+    m_nameExample = label;
+    m_firstOutput = std::move(firstOutput);
+    if (m_documents) {
+        connect(m_documents, &DocumentList::listChanged, this, &ToolWindow::updateNameExample);
+        connect(
+            m_documents, &DocumentList::currentPDFChanged, this, &ToolWindow::updateNameExample);
+        connect(&m_documents->facts(),
+                &Jobs::DocumentFacts::factsRead,
+                this,
+                &ToolWindow::updateNameExample);
+    }
+    updateNameExample();
+}
+
+void ToolWindow::updateNameExample()
+{
+    if (!m_nameExample || !m_firstOutput) {
+        return;
+    }
+    QString document = m_documents ? m_documents->currentPDF() : QString();
+    if (document.isEmpty() && m_documents && !m_documents->listPdfPaths().isEmpty()) {
+        document = m_documents->listPdfPaths().front();
+    }
+    qint64 pages = 0;
+    if (document.isEmpty()) {
+        document = QStringLiteral("document.pdf");
+    } else if (const auto facts = m_documents->facts().facts(document)) {
+        pages = facts->pages;
+    }
+    const QString output = m_firstOutput(document, pages);
+    m_nameExample->setText(
+        output.isEmpty()
+            ? tr("No file: no page interval lies within %1.").arg(QFileInfo(document).fileName())
+            : tr("e.g. %1").arg(QFileInfo(output).fileName()));
+}
+
+void ToolWindow::showRunControls(bool running)
+{
+    // Idle, the bar would look like an empty text field under the list.
+    m_progress->setVisible(running);
+    m_runStatus->setVisible(running);
+    m_stopButton->setVisible(running);
+    m_stopButton->setEnabled(running);
+    m_stopButton->setText(tr("St&op"));
+    m_runStatus->clear();
 }
 
 void ToolWindow::setInterfaceEnabled(bool enabled)
 {
     for (QWidget *control : std::as_const(m_interfaceControls)) {
         control->setEnabled(enabled);
+    }
+    if (enabled && m_documents) {
+        m_documents->updateButtons();
     }
     // Nor may the menu reset or reload the settings under a run.
     if (hasSettings()) {
@@ -53,19 +160,66 @@ void ToolWindow::setInterfaceEnabled(bool enabled)
     }
 }
 
+void ToolWindow::stopRun()
+{
+    if (!m_running || !m_stop) {
+        return;
+    }
+    m_stop->store(true);
+    m_stopButton->setEnabled(false);
+    m_stopButton->setText(tr("Stopping…"));
+}
+
+bool ToolWindow::mayQuit()
+{
+    if (!m_running) {
+        return true;
+    }
+    if (!m_alerts.askChoice(
+            this, QLatin1String(StopQuestion), tr("Stop and Close"), tr("Keep Running"))) {
+        return false;
+    }
+    stopRun();
+    return true;
+}
+
+void ToolWindow::keyPressEvent(QKeyEvent *event)
+{
+    // Escape would close the window and lose the list it holds.
+    if (event->key() == Qt::Key_Escape && m_documents && !m_documents->listPdfPaths().isEmpty()) {
+        event->accept();
+        return;
+    }
+    QDialog::keyPressEvent(event);
+}
+
+void ToolWindow::closeEvent(QCloseEvent *event)
+{
+    if (!mayQuit()) {
+        event->ignore();
+        return;
+    }
+    QDialog::closeEvent(event);
+}
+
 namespace {
 
 // Hands the run's progress to the window, on the main thread.
 class WindowProgress final : public Jobs::RunObserver
 {
 public:
-    WindowProgress(std::function<void(double)> show, ToolWindow::ProgressRule rule, int documents)
+    WindowProgress(std::function<void(double)> show,
+                   std::function<void(int)> started,
+                   ToolWindow::ProgressRule rule,
+                   int documents)
         : m_show(std::move(show))
+        , m_started(std::move(started))
         , m_rule(rule)
         , m_documents(std::max(documents, 1))
     {}
     void documentStarted(int index) override
     {
+        m_started(index);
         if (m_rule == ToolWindow::ProgressRule::AsEachDocumentStarts) {
             m_show(double(index + 1) / m_documents * 100.0);
         }
@@ -79,6 +233,7 @@ public:
 
 private:
     std::function<void(double)> m_show;
+    std::function<void(int)> m_started;
     ToolWindow::ProgressRule m_rule;
     int m_documents;
 };
@@ -107,6 +262,9 @@ QString ToolWindow::blockerText(const Jobs::Blocker &blocker, const RunTexts &te
         return QStringLiteral("The document %1 could not be opened: it was moved, deleted or "
                               "damaged after it was added. Remove it from the list and %2 again.")
             .arg(blocker.path, texts.verb);
+    case Kind::Unusable:
+        return QStringLiteral("%1\n\nThe run did not start: %2.")
+            .arg(texts.failure, blocker.detail);
     case Kind::NoInterval:
         return QStringLiteral("No page interval of \"%1\" lies within the %2 pages of %3. Change "
                               "the page intervals and %4 again.")
@@ -137,6 +295,8 @@ void ToolWindow::runBatch(std::shared_ptr<Jobs::Batch> batch,
         return;
     }
     m_running = true;
+    m_stop = std::make_shared<std::atomic<bool>>(false);
+    showRunControls(true);
     // The batch holds copies of everything it reads. What the run sends back goes through the
     // application object, which outlives the window, and is dropped once the window is gone.
     const QPointer<ToolWindow> window(this);
@@ -166,7 +326,8 @@ void ToolWindow::runBatch(std::shared_ptr<Jobs::Batch> batch,
             return answer;
         };
     }
-    QThreadPool::globalInstance()->start([batch, texts, rule, question, onMainThread] {
+    const std::shared_ptr<std::atomic<bool>> stop = m_stop;
+    QThreadPool::globalInstance()->start([batch, texts, rule, question, onMainThread, stop] {
         const int jobs = QThread::idealThreadCount();
         batch->plan({jobs, true});
         if (!batch->plan().canStart()) {
@@ -176,13 +337,19 @@ void ToolWindow::runBatch(std::shared_ptr<Jobs::Batch> batch,
             return;
         }
         batch->decide(question);
+        const int count = int(batch->plan().documents.size());
         WindowProgress progress(
             [onMainThread](double percent) {
                 onMainThread([percent](ToolWindow &w) { w.setProgress(percent); });
             },
+            [onMainThread, batch, count](int index) {
+                const QString path = batch->plan().documents[index].input;
+                onMainThread(
+                    [index, count, path](ToolWindow &w) { w.showDocument(index, count, path); });
+            },
             rule,
-            int(batch->plan().documents.size()));
-        const Jobs::RunResult result = batch->run({jobs}, &progress);
+            count);
+        const Jobs::RunResult result = batch->run({jobs, stop.get()}, &progress);
         onMainThread([result, texts](ToolWindow &w) { w.finishRun(result, texts); });
     });
 }
@@ -192,17 +359,62 @@ void ToolWindow::setProgress(double percent)
     m_progress->setValue(qRound(percent));
 }
 
+void ToolWindow::showDocument(int index, int count, const QString &path)
+{
+    m_runStatus->setText(
+        tr("Document %1 of %2: %3").arg(index + 1).arg(count).arg(QFileInfo(path).fileName()));
+    emit documentStarted(index);
+}
+
 void ToolWindow::finishRun(const Jobs::RunResult &result, const RunTexts &texts)
 {
     m_progress->setValue(0);
+    showRunControls(false);
     EnableInterface();
     m_running = false;
-    m_alerts.message(this, result.success ? texts.success : texts.failure);
+
+    Alerts::Notice notice;
+    notice.text = result.success ? texts.success : texts.failure;
+    if (result.stopped) {
+        notice.text += tr("\n\nThe run was stopped: %1 of %2 documents were done.")
+                           .arg(result.processedCount())
+                           .arg(result.documents.size());
+    }
+    notice.icon = result.success && !result.stopped ? Alerts::Notice::Icon::Information
+                                                    : Alerts::Notice::Icon::Warning;
+    QStringList details;
+    for (const Jobs::DocumentResult &failed : result.failures()) {
+        const QString reason = failed.messages.isEmpty()
+                                   ? tr("it could not be processed")
+                                   : failed.messages.join(QStringLiteral("; "));
+        details << QStringLiteral("%1: %2").arg(QFileInfo(failed.input).fileName(), reason);
+    }
+    notice.details = details.join(QLatin1Char('\n'));
+    const bool written
+        = std::any_of(result.documents.begin(),
+                      result.documents.end(),
+                      [](const Jobs::DocumentResult &d) { return !d.written.isEmpty(); });
+    const QString showInFolder = tr("Show in Folder");
+    const QString open = tr("Open");
+    if (written && !texts.folder.isEmpty()) {
+        notice.buttons << showInFolder;
+    }
+    if (written && !texts.openFile.isEmpty()) {
+        notice.buttons << open;
+    }
+    const int answer = m_alerts.notify(this, notice);
+    const QString chosen = notice.buttons.value(answer);
+    if (chosen == showInFolder) {
+        m_alerts.open(this, QUrl::fromLocalFile(texts.folder));
+    } else if (chosen == open) {
+        m_alerts.open(this, QUrl::fromLocalFile(texts.openFile));
+    }
     emit runFinished(result.success);
 }
 
 void ToolWindow::abandonRun(const QString &text)
 {
+    showRunControls(false);
     EnableInterface();
     m_running = false;
     m_alerts.message(this, text);
@@ -260,7 +472,10 @@ void ToolWindow::OnSaveProfileAs()
 void ToolWindow::saveProfileTo(const QString &path)
 {
     QString error;
-    if (!Jobs::Profiles::writeFile(path, profileTool(), profileSettings(), &error)) {
+    // A profile holds the settings, not the folder the files of one run went to.
+    QJsonObject settings = profileSettings();
+    settings.remove(QStringLiteral("folder"));
+    if (!Jobs::Profiles::writeFile(path, profileTool(), settings, &error)) {
         m_alerts.message(this, QStringLiteral("The profile could not be saved: %1.").arg(error));
         return;
     }
@@ -282,16 +497,23 @@ void ToolWindow::OnLoadProfile()
         return;
     }
     QString error;
+    QStringList skipped;
     const auto settings = Jobs::Profiles::readFile(path, profileTool(), &error);
-    if (!settings || !applyProfileSettings(*settings, &error)) {
+    if (!settings || !applyProfileSettings(*settings, &error, &skipped)) {
         m_alerts.message(this, QStringLiteral("The profile could not be loaded: %1.").arg(error));
         return;
     }
     m_currentProfilePath = path;
     updateWindowTitle();
+    if (!skipped.isEmpty()) {
+        m_alerts.message(this,
+                         QStringLiteral("The profile %1 holds settings that this version of "
+                                        "Quire does not know; they were left out: %2.")
+                             .arg(QFileInfo(path).fileName(), skipped.join(QStringLiteral(", "))));
+    }
 }
 
-bool ToolWindow::applyProfileSettings(const QJsonObject &, QString *)
+bool ToolWindow::applyProfileSettings(const QJsonObject &, QString *, QStringList *)
 {
     return false;
 }

@@ -1,7 +1,10 @@
 #include "viewcontroller.h"
 
+#include "app/viewcontrollercrop.h"
 #include "app/viewcontrollermerge.h"
+#include "app/viewcontrollerproperties.h"
 #include "app/viewcontrollersplit.h"
+#include "app/viewcontrollerwatermark.h"
 #include "ui_viewcontroller.h"
 
 namespace {
@@ -21,9 +24,11 @@ ToolWindowFactory toolWindowFactory(Tool tool)
     case Tool::Split:
         return make<ViewControllerSplit>;
     case Tool::Crop:
-    case Tool::Watermark:
+        return make<ViewControllerCrop>;
     case Tool::Properties:
-        break;
+        return make<ViewControllerProperties>;
+    case Tool::Watermark:
+        return make<ViewControllerWatermark>;
     }
     return nullptr;
 }
@@ -45,6 +50,8 @@ ViewController::ViewController(Alerts &alerts, QWidget *parent)
     for (const auto &[button, tool] : buttons) {
         // A tool this build does not have yet stays visible but cannot be chosen.
         button->setEnabled(toolWindowFactory(tool) != nullptr);
+        // Enter on a focused button opens its tool, as Space does.
+        button->setAutoDefault(true);
         connect(button, &QPushButton::clicked, this, [this, tool = tool] { openTool(tool); });
     }
 }

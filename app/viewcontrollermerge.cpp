@@ -19,6 +19,8 @@ ViewControllerMerge::ViewControllerMerge(Alerts &alerts, QWidget *parent)
                                    alerts,
                                    this);
     m_documents->connectButtons(ui->buttonAddPDF, ui->buttonRemoveSelected, ui->buttonRemoveAll);
+    m_documents->setMoveButtons(ui->buttonMoveUp, ui->buttonMoveDown);
+    m_documents->setCountLabel(ui->labelDocumentCount);
     connect(ui->buttonMoveUp, &QPushButton::clicked, this, &ViewControllerMerge::OnMoveUp);
     connect(ui->buttonMoveDown, &QPushButton::clicked, this, &ViewControllerMerge::OnMoveDown);
     connect(ui->buttonMergePDF, &QPushButton::clicked, this, &ViewControllerMerge::OnMergePDF);
@@ -29,7 +31,8 @@ ViewControllerMerge::ViewControllerMerge(Alerts &alerts, QWidget *parent)
                  ui->buttonMoveUp,
                  ui->buttonMoveDown,
                  ui->buttonMergePDF},
-                ui->progressIndicatorMerge);
+                ui->progressIndicatorMerge,
+                m_documents);
 }
 
 ViewControllerMerge::~ViewControllerMerge() = default;
@@ -74,7 +77,9 @@ void ViewControllerMerge::OnMergePDF()
              {QStringLiteral("merge"),
               QStringLiteral("Select a document first."),
               QStringLiteral("PDF document(s) merged successfully."),
-              QStringLiteral("Could not merge PDF documents.")},
+              QStringLiteral("Could not merge PDF documents."),
+              QFileInfo(output).absolutePath(),
+              output},
              ProgressRule::AsEachDocumentStarts,
              [](const QString &) { return Naming::OverwriteAnswer::Yes; });
 }

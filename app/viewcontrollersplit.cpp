@@ -9,6 +9,7 @@
 #include <QIntValidator>
 
 #include <cmath>
+#include <limits>
 
 namespace {
 
@@ -32,6 +33,7 @@ ViewControllerSplit::ViewControllerSplit(Alerts &alerts, QWidget *parent)
 
     m_documents->connectButtons(
         ui->buttonAddPDFDocument, ui->buttonRemoveSelected, ui->buttonRemoveAll);
+    m_documents->setCountLabel(ui->labelDocumentCount);
     connect(ui->radioConsecutivePageSplit,
             &QRadioButton::clicked,
             this,
@@ -67,8 +69,28 @@ ViewControllerSplit::ViewControllerSplit(Alerts &alerts, QWidget *parent)
                  ui->textFieldFolder,
                  ui->buttonBrowse,
                  ui->buttonSplitPDFDocuments},
-                ui->progressIndicatorSplit);
+                ui->progressIndicatorSplit,
+                m_documents);
     ResetInterface();
+    setNameExample(ui->labelNamesExample, [this](const QString &document, qint64 pages) {
+        Jobs::SplitSettings s = settings();
+        // Runs of pages: the first run is enough.
+        if (s.mode == Naming::SplitMode::Consecutive) {
+            pages = pages > 0 ? std::min(pages, std::max<qint64>(s.pagesPerInterval, 1))
+                              : std::max<qint64>(s.pagesPerInterval, 1);
+        } else if (pages == 0) {
+            pages = std::numeric_limits<int>::max();
+        }
+        const auto outputs = Jobs::SplitJob::outputsFor(s, document, pages);
+        return outputs.isEmpty() ? QString() : outputs.front().path;
+    });
+    for (QLineEdit *field :
+         {ui->textFieldNames, ui->textFieldPagesPerInterval, ui->textFieldPagesIntervals}) {
+        connect(field, &QLineEdit::textChanged, this, &ViewControllerSplit::updateNameExample);
+    }
+    for (QRadioButton *mode : {ui->radioConsecutivePageSplit, ui->radioIntervalSplit}) {
+        connect(mode, &QRadioButton::toggled, this, &ViewControllerSplit::updateNameExample);
+    }
 }
 
 ViewControllerSplit::~ViewControllerSplit() = default;
@@ -105,13 +127,19 @@ void ViewControllerSplit::setSettings(const Jobs::SplitSettings &settings)
     ui->textFieldFolder->setText(settings.folder);
 }
 
-bool ViewControllerSplit::applyProfileSettings(const QJsonObject &json, QString *error)
+bool ViewControllerSplit::applyProfileSettings(const QJsonObject &json,
+                                               QString *error,
+                                               QStringList *skipped)
 {
-    const auto loaded = Jobs::Profiles::fromJson<Jobs::SplitSettings>(json, error);
-    if (loaded) {
-        setSettings(*loaded);
+    auto loaded = Jobs::Profiles::fromJson<Jobs::SplitSettings>(json, error, skipped);
+    if (!loaded) {
+        return false;
     }
-    return loaded.has_value();
+    if (!json.contains(QStringLiteral("folder"))) {
+        loaded->folder = ui->textFieldFolder->text(); // the folder chosen stays
+    }
+    setSettings(*loaded);
+    return true;
 }
 
 void ViewControllerSplit::OnConsecutivePageSplitSelected()
@@ -138,9 +166,12 @@ void ViewControllerSplit::OnStepperPagesPerIntervalChanged()
 
 void ViewControllerSplit::OnSplitPDFDocuments()
 {
-    runBatch(std::make_shared<Jobs::SplitJob>(m_documents->listPdfPaths(), settings()),
+    const Jobs::SplitSettings s = settings();
+    runBatch(std::make_shared<Jobs::SplitJob>(m_documents->listPdfPaths(), s),
              {QStringLiteral("split"),
               QStringLiteral("Select a document first."),
               QStringLiteral("PDF document(s) split successfully."),
-              QStringLiteral("Could not split PDF document(s).")});
+              QStringLiteral("Could not split PDF document(s)."),
+              s.folder,
+              QString()});
 }

@@ -38,7 +38,8 @@ public:
 protected:
     QString profileTool() const override { return QLatin1String(Jobs::SplitSettings::Tool); }
     QJsonObject profileSettings() const override { return Jobs::Profiles::toJson(settings()); }
-    bool applyProfileSettings(const QJsonObject &json, QString *error) override;
+    bool
+    applyProfileSettings(const QJsonObject &json, QString *error, QStringList *skipped) override;
 
 private:
     std::unique_ptr<Ui::ViewControllerSplit> ui;

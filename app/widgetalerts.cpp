@@ -1,6 +1,8 @@
 #include "widgetalerts.h"
 
 #include <QApplication>
+#include <QCheckBox>
+#include <QColorDialog>
 #include <QDesktopServices>
 #include <QFileDialog>
 #include <QMessageBox>
@@ -8,31 +10,77 @@
 
 namespace {
 
-// A warning-style box whose words are its text; the buttons in the order given, the first the
-// default. Answers the index of the button pressed.
-int runAlert(QWidget *parent, const QString &text, const QStringList &buttons)
+// A box whose words are its text; the buttons in the order given, the first the default.
+// Answers the index of the button pressed.
+int runAlert(QWidget *parent,
+             const QString &text,
+             const QStringList &buttons,
+             QMessageBox::Icon icon = QMessageBox::Warning,
+             const QString &details = {},
+             bool escapeIsFirst = false,
+             const QString &checkBox = {},
+             bool *checked = nullptr)
 {
     QMessageBox box(parent);
-    box.setIcon(QMessageBox::Warning);
+    if (!checkBox.isEmpty()) {
+        box.setCheckBox(new QCheckBox(checkBox)); // owned by the box
+    }
+    box.setIcon(icon);
     box.setWindowTitle(QApplication::applicationDisplayName());
     box.setText(text);
+    box.setDetailedText(details);
     QList<QAbstractButton *> added;
     for (const QString &label : buttons) {
         // The action role keeps the buttons in the order they are added on every desktop style.
         added << box.addButton(label, QMessageBox::ActionRole);
     }
     box.setDefaultButton(qobject_cast<QPushButton *>(added.front()));
-    // Escape answers the last button: "OK", "No" or "No to All", never a change.
-    box.setEscapeButton(added.back());
+    // Escape answers "OK", or the last button of a question: "No" or "No to All", never a
+    // change.
+    box.setEscapeButton(escapeIsFirst ? added.front() : added.back());
     box.exec();
+    if (checked) {
+        *checked = box.checkBox() && box.checkBox()->isChecked();
+    }
     return int(added.indexOf(box.clickedButton()));
 }
 
 } // namespace
 
-void WidgetAlerts::message(QWidget *parent, const QString &text)
+int WidgetAlerts::notify(QWidget *parent, const Notice &notice)
 {
-    runAlert(parent, text, {QStringLiteral("OK")});
+    return runAlert(parent,
+                    notice.text,
+                    QStringList{QStringLiteral("OK")} + notice.buttons,
+                    notice.icon == Notice::Icon::Information ? QMessageBox::Information
+                                                             : QMessageBox::Warning,
+                    notice.details,
+                    true)
+           - 1;
+}
+
+bool WidgetAlerts::askYesNoWithCheckBox(QWidget *parent,
+                                        const QString &text,
+                                        const QString &checkBox,
+                                        bool *checked)
+{
+    return runAlert(parent,
+                    text,
+                    {QStringLiteral("Yes"), QStringLiteral("No")},
+                    QMessageBox::Warning,
+                    {},
+                    false,
+                    checkBox,
+                    checked)
+           == 0;
+}
+
+bool WidgetAlerts::askChoice(QWidget *parent,
+                             const QString &text,
+                             const QString &first,
+                             const QString &second)
+{
+    return runAlert(parent, text, {first, second}) == 0;
 }
 
 bool WidgetAlerts::askYesNo(QWidget *parent, const QString &text)
@@ -75,8 +123,6 @@ QString WidgetAlerts::chooseFolder(QWidget *parent, const QString &startFolder)
     QFileDialog dialog(parent, QStringLiteral("Select Folder"), startFolder);
     dialog.setFileMode(QFileDialog::Directory);
     dialog.setOption(QFileDialog::ShowDirsOnly);
-    // A panel to choose a folder, not to make or rename one.
-    dialog.setOption(QFileDialog::ReadOnly);
     dialog.setLabelText(QFileDialog::Accept, QStringLiteral("Select Folder"));
     if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty()) {
         return {};
@@ -102,6 +148,11 @@ QString WidgetAlerts::chooseSaveFile(QWidget *parent,
     return dialog.selectedFiles().front();
 }
 
+QColor WidgetAlerts::chooseColor(QWidget *parent, const QColor &initial)
+{
+    return QColorDialog::getColor(initial, parent, QStringLiteral("Colour of the Text"));
+}
+
 QString WidgetAlerts::chooseOpenFile(QWidget *parent,
                                      const QString &caption,
                                      const QString &startFolder,
@@ -110,7 +161,7 @@ QString WidgetAlerts::chooseOpenFile(QWidget *parent,
     return QFileDialog::getOpenFileName(parent, caption, startFolder, filter);
 }
 
-void WidgetAlerts::openExternally(const QUrl &url)
+bool WidgetAlerts::openExternally(const QUrl &url)
 {
-    QDesktopServices::openUrl(url);
+    return QDesktopServices::openUrl(url);
 }

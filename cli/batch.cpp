@@ -201,6 +201,9 @@ bool explainBlocker(const Jobs::Blocker &blocker, const RunTexts &texts)
         printError(QStringLiteral("%1: the output folder %2 cannot be written to")
                        .arg(texts.tool, blocker.path));
         return true;
+    case Kind::Unusable:
+        printError(QStringLiteral("%1: %2").arg(texts.tool, blocker.detail));
+        return true;
     case Kind::NoDocuments:
     case Kind::NoFolder:
     case Kind::DocumentUnreadable:

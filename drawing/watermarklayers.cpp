@@ -55,6 +55,56 @@ QRect visibleRect(const QImage &image)
     return bottom < 0 ? QRect() : QRect(QPoint(left, top), QPoint(right, bottom));
 }
 
+// Gives the wholly transparent pixels near the drawn ones the colour of their drawn neighbours.
+// A viewer that scales the picture blends each pixel's colour with its neighbours' and the soft
+// mask's alpha likewise, separately: with black in the transparent pixels, every edge of the
+// text or picture would come out darker than its colour (a grey fringe on red text over white).
+// Two rings of pixels cover what bilinear and bicubic scaling reach.
+void bleedColourIntoTransparency(QByteArray &colour, const QByteArray &alpha, int width, int height)
+{
+    std::vector<quint8> known(size_t(width) * size_t(height));
+    for (size_t i = 0; i < known.size(); ++i) {
+        known[i] = alpha[qsizetype(i)] != 0;
+    }
+    auto *rgb = reinterpret_cast<uchar *>(colour.data());
+    for (int ring = 0; ring < 2; ++ring) {
+        std::vector<quint8> next = known;
+        for (int y = 0; y < height; ++y) {
+            for (int x = 0; x < width; ++x) {
+                const size_t at = size_t(y) * size_t(width) + size_t(x);
+                if (known[at]) {
+                    continue;
+                }
+                int sum[3] = {0, 0, 0};
+                int count = 0;
+                for (int dy = -1; dy <= 1; ++dy) {
+                    for (int dx = -1; dx <= 1; ++dx) {
+                        const int nx = x + dx;
+                        const int ny = y + dy;
+                        if (nx < 0 || ny < 0 || nx >= width || ny >= height) {
+                            continue;
+                        }
+                        const size_t from = size_t(ny) * size_t(width) + size_t(nx);
+                        if (known[from]) {
+                            for (int k = 0; k < 3; ++k) {
+                                sum[k] += rgb[from * 3 + size_t(k)];
+                            }
+                            ++count;
+                        }
+                    }
+                }
+                if (count > 0) {
+                    for (int k = 0; k < 3; ++k) {
+                        rgb[at * 3 + size_t(k)] = uchar((sum[k] + count / 2) / count);
+                    }
+                    next[at] = 1;
+                }
+            }
+        }
+        known.swap(next);
+    }
+}
+
 // image: premultiplied ARGB32. The colour goes into the PDF not premultiplied: the soft mask
 // applies the alpha.
 std::shared_ptr<const WatermarkLayerSource::Image> prepare(const QImage &image)
@@ -75,6 +125,9 @@ std::shared_ptr<const WatermarkLayerSource::Image> prepare(const QImage &image)
             *a++ = char(qAlpha(pixel));
             opaque = opaque && qAlpha(pixel) == 255;
         }
+    }
+    if (!opaque) {
+        bleedColourIntoTransparency(colour, alpha, image.width(), image.height());
     }
     auto prepared = std::make_shared<WatermarkLayerSource::Image>();
     prepared->width = image.width();
@@ -208,4 +261,12 @@ std::vector<WatermarkLayers::Placed> WatermarkLayers::layersOn(QSize canvasSize)
         }
     }
     return placed;
+}
+
+QString WatermarkLayers::problem() const
+{
+    if (!m_settings.image.isEmpty() && m_picture.isNull()) {
+        return QStringLiteral("the picture %1 cannot be read").arg(m_settings.image);
+    }
+    return {};
 }

@@ -28,8 +28,8 @@ public:
 
     std::vector<Placed> layersOn(QSize canvas) override;
 
-    // Whether the settings name a picture that cannot be read (the text is stamped alone).
-    bool pictureMissing() const { return !m_settings.image.isEmpty() && m_picture.isNull(); }
+    // The settings name a picture that cannot be read.
+    QString problem() const override;
 
 private:
     // A layer that lies wholly on its canvas has the same pixels wherever it lands on the same

@@ -191,3 +191,8 @@ PDFTools::DocumentSummary PDFTools::SummarizeDocument(const QString &path)
     });
     return summary;
 }
+
+QString PDFTools::LibraryVersion()
+{
+    return QString::fromStdString(QPDF::QPDFVersion());
+}

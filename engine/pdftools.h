@@ -26,6 +26,9 @@ class PDFTools
 public:
     PDFTools() = delete;
 
+    // The version of the PDF library in use ("11.3.0").
+    static QString LibraryVersion();
+
     // Inspection
 
     // Page count; 0 when the document does not open.
@@ -127,6 +130,25 @@ public:
                              const QString &outputPath);
 
     // Document properties
+
+    struct DocumentProperties
+    {
+        QString title;
+        QString author;
+        QString subject;
+        QStringList keywords;
+        friend bool operator==(const DocumentProperties &, const DocumentProperties &) = default;
+    };
+    // What the templates make of a document's present values, as the edit below writes them:
+    // "[Original]" first, then "[FileName]" (the file's name with every ".pdf" taken out) over
+    // the result; in the keywords template blanks and commas separate pieces, and a placeholder
+    // counts only as a whole piece.
+    static DocumentProperties ResolvePropertyTemplates(const QString &path,
+                                                       const DocumentProperties &old,
+                                                       const QString &title,
+                                                       const QString &author,
+                                                       const QString &subject,
+                                                       const QString &keywords);
 
     // Rewrites title, author, subject and keywords from templates ("[Original]", "[FileName]")
     // and saves the document in place; its XMP metadata, where it has some, takes the values

@@ -26,13 +26,7 @@ namespace {
 const QString originalToken = QStringLiteral("[Original]");
 const QString fileNameToken = QStringLiteral("[FileName]");
 
-struct Properties
-{
-    QString title;
-    QString author;
-    QString subject;
-    QStringList keywords;
-};
+using Properties = PDFTools::DocumentProperties;
 
 // The file name the templates see: the last path component with every ".pdf" taken out.
 QString templateFileName(const QString &path)
@@ -150,15 +144,12 @@ Edit applyTemplates(QPDF &pdf, const QString &path, const Templates &templates)
     if (!info.isDictionary()) {
         info = QPDFObjectHandle::newDictionary();
     }
-    const QString fileName = templateFileName(path);
     const Properties old{infoText(info, "/Title"),
                          infoText(info, "/Author"),
                          infoText(info, "/Subject"),
                          splitKeywords(infoText(info, "/Keywords"))};
-    const Properties changed{resolvedText(templates.title, old.title, fileName),
-                             resolvedText(templates.author, old.author, fileName),
-                             resolvedText(templates.subject, old.subject, fileName),
-                             resolvedKeywords(templates.keywords, old.keywords, fileName)};
+    const Properties changed = PDFTools::ResolvePropertyTemplates(
+        path, old, templates.title, templates.author, templates.subject, templates.keywords);
     info.replaceKey("/Title", pdfText(changed.title));
     info.replaceKey("/Author", pdfText(changed.author));
     info.replaceKey("/Subject", pdfText(changed.subject));
@@ -230,4 +221,18 @@ bool PDFTools::ChangedDocumentsPropertiesWithPdfPath(const QString &path,
         written = source.write(edit.changed, edit.added, target, settings);
     });
     return saved && written;
+}
+
+PDFTools::DocumentProperties PDFTools::ResolvePropertyTemplates(const QString &path,
+                                                                const DocumentProperties &old,
+                                                                const QString &title,
+                                                                const QString &author,
+                                                                const QString &subject,
+                                                                const QString &keywords)
+{
+    const QString fileName = templateFileName(path);
+    return {resolvedText(title, old.title, fileName),
+            resolvedText(author, old.author, fileName),
+            resolvedText(subject, old.subject, fileName),
+            resolvedKeywords(keywords, old.keywords, fileName)};
 }

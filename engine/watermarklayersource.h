@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QRect>
 #include <QSize>
+#include <QString>
 
 #include <memory>
 #include <string>
@@ -35,4 +36,7 @@ public:
     // What shows on a canvas of this size: the picture's layer, then the text's, each left out
     // when nothing of it shows. Any thread may ask, several at once.
     virtual std::vector<Placed> layersOn(QSize canvas) = 0;
+    // Why the layers cannot be drawn as the settings ask (a picture that cannot be read); empty
+    // when they can.
+    virtual QString problem() const { return {}; }
 };

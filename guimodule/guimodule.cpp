@@ -10,6 +10,7 @@
 #include <QApplication>
 #include <QGuiApplication>
 #include <QIcon>
+#include <QThreadPool>
 
 namespace {
 
@@ -67,7 +68,10 @@ extern "C" Q_DECL_EXPORT int quire_launcher(int argc, char **argv)
     WidgetAlerts alerts;
     ViewController launcher(alerts);
     launcher.show();
-    return QApplication::exec();
+    const int status = QApplication::exec();
+    // A run stopped by Quit ends its document first: nothing is left half-written.
+    QThreadPool::globalInstance()->waitForDone();
+    return status;
 }
 
 extern "C" Q_DECL_EXPORT const Cli::Extensions *quire_command_line_extensions()

@@ -248,14 +248,7 @@ int watermarkCommand(const QStringList &args)
     }();
     Jobs::WatermarkSettings run = settings;
     run.folder = QDir::cleanPath(QFileInfo(settings.folder).absoluteFilePath());
-    const auto layers = WatermarkLayers::forSettings(run);
-    if (layers->pictureMissing()) {
-        // As in the window: the run goes on without the picture.
-        printError(QStringLiteral("watermark: the picture %1 cannot be read: no picture "
-                                  "watermark")
-                       .arg(run.image));
-    }
-    Jobs::WatermarkJob job(inputs.paths, run, layers);
+    Jobs::WatermarkJob job(inputs.paths, run, WatermarkLayers::forSettings(run));
     return runBatch(job,
                     options,
                     {QStringLiteral("watermark"),

@@ -34,11 +34,12 @@ struct Blocker
         FolderNotWritable,  // the output folder cannot be written to
         DocumentUnreadable, // a document no longer opens, or has no pages (see PlanOptions)
         NoInterval,         // split: no interval of the expression lies in a document
+        Unusable,           // the settings cannot be used as they are (detail says why)
     };
     Kind kind;
     QString path;     // the folder or the document concerned
     qint64 pages = 0; // the document's page count (NoInterval, DocumentUnreadable)
-    QString detail;   // the interval expression (NoInterval)
+    QString detail;   // the interval expression (NoInterval), or why (Unusable)
 };
 
 // One file a document will write.

@@ -92,6 +92,15 @@ WatermarkJob::WatermarkJob(QStringList inputs,
     , m_layers(std::move(layers))
 {}
 
+QList<Blocker> WatermarkJob::check() const
+{
+    QList<Blocker> blockers = OnePerDocumentJob::check();
+    if (const QString problem = m_layers->problem(); !problem.isEmpty()) {
+        blockers << Blocker{Blocker::Kind::Unusable, m_settings.image, 0, problem};
+    }
+    return blockers;
+}
+
 bool WatermarkJob::writeUnit(Unit &unit)
 {
     const DocumentPlan &document = m_plan.documents[unit.document];
@@ -100,7 +109,9 @@ bool WatermarkJob::writeUnit(Unit &unit)
     return unit.written[0];
 }
 
-PropertiesJob::PropertiesJob(QStringList inputs, PropertiesSettings settings)
+PropertiesJob::PropertiesJob(QStringList inputs,
+                             PropertiesSettings settings,
+                             std::shared_ptr<KeptOriginals> kept)
     : Batch([&inputs] {
         // A second edit of the same file would take the first one's result as its [Original].
         QStringList documents;
@@ -115,6 +126,7 @@ PropertiesJob::PropertiesJob(QStringList inputs, PropertiesSettings settings)
         return documents;
     }())
     , m_settings(std::move(settings))
+    , m_kept(std::move(kept))
 {}
 
 QList<Blocker> PropertiesJob::check() const
@@ -128,8 +140,17 @@ QList<Blocker> PropertiesJob::check() const
 bool PropertiesJob::writeUnit(Unit &unit)
 {
     const QString &path = m_plan.documents[unit.document].input;
-    return PDFTools::ChangedDocumentsPropertiesWithPdfPath(
+    QString error;
+    if (m_kept && !m_kept->keep(path, &error)) {
+        qCWarning(lcJobs).noquote().nospace() << path << " is left as it is: " << error;
+        return false;
+    }
+    const bool saved = PDFTools::ChangedDocumentsPropertiesWithPdfPath(
         path, m_settings.title, m_settings.author, m_settings.subject, m_settings.keywords);
+    if (saved && m_kept) {
+        m_kept->noteWritten(path);
+    }
+    return saved;
 }
 
 } // namespace Jobs

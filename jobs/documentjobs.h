@@ -2,6 +2,7 @@
 
 #include "batch.h"
 #include "cropsettings.h"
+#include "keptoriginals.h"
 #include "propertiessettings.h"
 #include "watermarksettings.h"
 
@@ -57,6 +58,9 @@ public:
                  WatermarkSettings settings,
                  std::shared_ptr<WatermarkLayerSource> layers);
     const WatermarkSettings &settings() const { return m_settings; }
+    // A picture that cannot be read stops the run from starting: a run without it would not be
+    // what was asked for.
+    QList<Blocker> check() const override;
 
 private:
     bool writeUnit(Unit &unit) override;
@@ -70,7 +74,11 @@ private:
 class PropertiesJob final : public Batch
 {
 public:
-    PropertiesJob(QStringList inputs, PropertiesSettings settings);
+    // With kept, each document's file is kept aside before it is edited (a document that
+    // cannot be kept is not edited), so that the run can be undone.
+    PropertiesJob(QStringList inputs,
+                  PropertiesSettings settings,
+                  std::shared_ptr<KeptOriginals> kept = {});
     const PropertiesSettings &settings() const { return m_settings; }
     QList<Blocker> check() const override;
 
@@ -78,6 +86,7 @@ private:
     void planDocument(DocumentPlan &) const override {}
     bool writeUnit(Unit &unit) override;
     PropertiesSettings m_settings;
+    std::shared_ptr<KeptOriginals> m_kept;
 };
 
 } // namespace Jobs

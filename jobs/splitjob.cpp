@@ -34,29 +34,33 @@ QList<Blocker> SplitJob::check() const
     return blockers;
 }
 
-QList<Naming::PageInterval> SplitJob::intervalsOf(qint64 pages) const
+QList<PlannedOutput>
+SplitJob::outputsFor(const SplitSettings &settings, const QString &input, qint64 pages)
 {
-    return m_settings.mode == Naming::SplitMode::Consecutive
-               ? Naming::GenerateConsecutiveIntervals(pages, m_settings.pagesPerInterval)
-               : Naming::GenerateArrayOfIntervals(m_settings.expression, pages);
+    const QList<Naming::PageInterval> intervals
+        = settings.mode == Naming::SplitMode::Consecutive
+              ? Naming::GenerateConsecutiveIntervals(pages, settings.pagesPerInterval)
+              : Naming::GenerateArrayOfIntervals(settings.expression, pages);
+    QList<PlannedOutput> outputs;
+    for (qsizetype k = 0; k < intervals.size(); ++k) {
+        PlannedOutput output;
+        output.interval = intervals[k];
+        output.path = Naming::OutputPathForInterval(settings.nameTemplate,
+                                                    settings.folder,
+                                                    input,
+                                                    settings.mode,
+                                                    k + 1,
+                                                    intervals[k].start,
+                                                    intervals[k].end);
+        outputs << output;
+    }
+    return outputs;
 }
 
 void SplitJob::planDocument(DocumentPlan &document) const
 {
     document.pages = PDFTools::GetPDFNumberOfPages(document.input);
-    const QList<Naming::PageInterval> intervals = intervalsOf(document.pages);
-    for (qsizetype k = 0; k < intervals.size(); ++k) {
-        PlannedOutput output;
-        output.interval = intervals[k];
-        output.path = Naming::OutputPathForInterval(m_settings.nameTemplate,
-                                                    m_settings.folder,
-                                                    document.input,
-                                                    m_settings.mode,
-                                                    k + 1,
-                                                    intervals[k].start,
-                                                    intervals[k].end);
-        document.outputs << output;
-    }
+    document.outputs = outputsFor(m_settings, document.input, document.pages);
 }
 
 void SplitJob::checkPlan(Plan &plan) const

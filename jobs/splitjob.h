@@ -17,6 +17,10 @@ public:
     const SplitSettings &settings() const { return m_settings; }
     QList<Blocker> check() const override;
 
+    // The pieces a document of that many pages gives.
+    static QList<PlannedOutput>
+    outputsFor(const SplitSettings &settings, const QString &input, qint64 pages);
+
 private:
     void planDocument(DocumentPlan &document) const override;
     void checkPlan(Plan &plan) const override;
@@ -25,8 +29,6 @@ private:
     bool readsInputWhole() const override { return true; }
     bool guardsOnlyDocument() const override { return false; }
     bool countsOutputs() const override { return true; }
-
-    QList<Naming::PageInterval> intervalsOf(qint64 pages) const;
 
     SplitSettings m_settings;
 };

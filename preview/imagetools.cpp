@@ -122,7 +122,17 @@ QImage ImageTools::DrawCropRectangleOnPageWithPdfPath(
     if (!geometry) {
         return {};
     }
-    QImage image = PDFPageToImageWithPdfPath(path, page - 1);
+    return DrawCropRectangleOnPageImage(
+        PDFPageToImageWithPdfPath(path, page - 1), *geometry, originX, originY, width, height);
+}
+
+QImage ImageTools::DrawCropRectangleOnPageImage(QImage image,
+                                                const PageGeometry &geometry,
+                                                double originX,
+                                                double originY,
+                                                double width,
+                                                double height)
+{
     if (image.isNull()) {
         return {};
     }
@@ -132,7 +142,7 @@ QImage ImageTools::DrawCropRectangleOnPageWithPdfPath(
     const QRectF rectangle(originX, originY, width, height);
     if (width > 0 && height > 0 && std::isfinite(rectangle.right())
         && std::isfinite(rectangle.bottom())) {
-        const QRectF shown = transformOf(geometry->cropToUser().then(geometry->userToImage(Scale)))
+        const QRectF shown = transformOf(geometry.cropToUser().then(geometry.userToImage(Scale)))
                                  .mapRect(rectangle)
                                  .intersected(QRectF(image.rect()));
         bright = QRect(QPoint(qRound(shown.left()), qRound(shown.top())),

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/pagegeometry.h"
 #include "jobs/watermarksettings.h"
 
 #include <QImage>
@@ -30,6 +31,15 @@ public:
                                                      double width,
                                                      double height);
 
+    // The same drawn over the page's image already made (PDFPageToImageWithPdfPath) with the
+    // page's geometry: the preview pane keeps a page's image while only the rectangle changes.
+    static QImage DrawCropRectangleOnPageImage(QImage page,
+                                               const PageGeometry &geometry,
+                                               double originX,
+                                               double originY,
+                                               double width,
+                                               double height);
+
     // The image turned by degrees (counter-clockwise, y up) about its centre, on a transparent
     // canvas just large enough to hold it; the image itself for exactly 0 and 360.
     static QImage RotateImage(const QImage &image, double degrees);
@@ -41,4 +51,6 @@ public:
     static QImage DrawWatermarkPreview(const QString &path,
                                        qint64 currentPage,
                                        const Jobs::WatermarkSettings &settings);
+    // The same drawn over the page's image already made.
+    static QImage DrawWatermarkOnPageImage(QImage page, const Jobs::WatermarkSettings &settings);
 };

@@ -11,7 +11,11 @@ QImage ImageTools::DrawWatermarkPreview(const QString &path,
                                         const Jobs::WatermarkSettings &settings)
 {
     // A document that does not open, or a page outside it, gives an empty preview.
-    QImage page = PDFPageToImageWithPdfPath(path, currentPage - 1);
+    return DrawWatermarkOnPageImage(PDFPageToImageWithPdfPath(path, currentPage - 1), settings);
+}
+
+QImage ImageTools::DrawWatermarkOnPageImage(QImage page, const Jobs::WatermarkSettings &settings)
+{
     if (page.isNull()) {
         return page;
     }

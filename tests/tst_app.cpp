@@ -4,8 +4,11 @@
 #include "app/documentlist.h"
 #include "app/stepper.h"
 #include "app/viewcontroller.h"
+#include "app/viewcontrollercrop.h"
 #include "app/viewcontrollermerge.h"
+#include "app/viewcontrollerproperties.h"
 #include "app/viewcontrollersplit.h"
+#include "app/viewcontrollerwatermark.h"
 #include "engine/pdftools.h"
 #include "jobs/profiles.h"
 #include "scriptedalerts.h"
@@ -13,11 +16,15 @@
 
 #include <QAction>
 #include <QDir>
+#include <QGroupBox>
+#include <QLabel>
 #include <QLineEdit>
+#include <QMenuBar>
 #include <QMimeData>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -78,6 +85,12 @@ private slots:
     void splitSettingsAndProfiles();
     void windowClosedDuringARun();
     void launcherAndMenus();
+    void tableOfManyDocuments();
+    void stoppedRuns_data();
+    void stoppedRuns();
+    void closingAndEscape();
+    void resultsNameFailuresAndFiles();
+    void mnemonicsAreUnique();
 
 private:
     QString path(const QString &name) const { return m_dir->filePath(name); }
@@ -85,7 +98,7 @@ private:
     QStringList paths(const QString &letters) const;
     // A document of n pages with markers "<name>1" ... "<name>n".
     QString document(const QString &name, int pages = 1);
-    // Lists the documents in the window through its open panel; the log starts afresh.
+    // Lists the documents in the window, in the order given; the log starts afresh.
     DocumentList &listDocuments(QWidget &window, const QStringList &documents);
     // Chooses the output folder of the Split window through its panel.
     void chooseFolder(QWidget &window, const QString &folder);
@@ -118,9 +131,13 @@ QStringList TestApp::paths(const QString &letters) const
 
 DocumentList &TestApp::listDocuments(QWidget &window, const QStringList &documents)
 {
+    // Dropped below the last row: in the order given (the open panel sorts what it is given).
     auto *list = window.findChild<DocumentList *>();
-    m_alerts.pdfPanels << documents;
-    list->OnAddPDFDocument();
+    QList<QUrl> urls;
+    for (const QString &document : documents) {
+        urls << QUrl::fromLocalFile(document);
+    }
+    list->acceptDrop(urls, list->rowCount());
     m_alerts.log.clear();
     return *list;
 }
@@ -152,16 +169,18 @@ void TestApp::admitFiles_data()
     // clang-format off
     row("panel cancelled", -2, Files{}, "abc", "");
     row("panel confirmed without a file", -1, Files{}, "abc", "The pdf could not be loaded.");
-    row("panel: order kept, listed files and empty paths skipped",
-        -1, Files{"e.pdf", "", "a.pdf", "d.pdf", "e.pdf"}, "abced", "");
-    row("panel: damaged, encrypted and locked files rejected with one alert",
+    row("panel: in natural order, listed files and empty paths skipped",
+        -1, Files{"e.pdf", "", "a.pdf", "d.pdf", "e.pdf"}, "abcde", "");
+    row("panel: damaged, encrypted and locked files rejected with one alert that names them",
         -1, Files{"d.pdf", "damaged.pdf", "encrypted.pdf", "locked.pdf", "e.pdf"}, "abcde",
-        rejected);
+        rejected + "\n\ndamaged.pdf: not a PDF document, or damaged\nencrypted.pdf: it is "
+        "encrypted\nlocked.pdf: it needs a password to open");
     row("drop: a block above row 1; folder, text, missing and listed files skipped",
         1, Files{"e.pdf", "folder", "F.PDF", "notes.txt", "gone.pdf", "b.pdf", "d.pdf"}, "aeFdbc",
         "");
     row("drop: a damaged file brings the alert after the drop",
-        2, Files{"d.pdf", "damaged.pdf", "e.pdf"}, "abdec", rejected);
+        2, Files{"d.pdf", "damaged.pdf", "e.pdf"}, "abdec",
+        rejected + "\n\ndamaged.pdf: not a PDF document, or damaged");
     // clang-format on
 }
 
@@ -255,7 +274,7 @@ void TestApp::dropPosition()
         QCOMPARE(event.dropAction(), Qt::CopyAction);
     }
     // Rows dragged from a table are not files.
-    QVERIFY(!PdfTableView::acceptsDrag(&mime, table));
+    QVERIFY(!PdfTableView::acceptsDrag(&mime, table, nullptr));
 }
 
 void TestApp::listCommands()
@@ -276,14 +295,14 @@ void TestApp::listCommands()
     listDocuments(window, {path("a.pdf"), document("b.pdf"), document("c.pdf")});
     // The facts are read on a thread of their own; the tooltip shows them once they are in.
     const QString size = PDFTools::FileSizeText(quint64(QFileInfo(path("a.pdf")).size()));
-    QTRY_COMPARE(list.data(list.index(0), Qt::ToolTipRole).toString(),
+    QTRY_COMPARE(list.data(list.index(0, 0), Qt::ToolTipRole).toString(),
                  "Number of Pages: 12\nFile Size: " + size);
     QCOMPARE(list.tooltipText(PDFTools::SummarizeDocument(path("gone.pdf"))),
              "Number of Pages: 0\nFile Size: 0 B");
     QTest::qWait(1100); // a modification time the file system can tell apart
     TestPdf::write(path("a.pdf"), TestPdf::pages(3, "a"));
     QTRY_VERIFY(
-        list.data(list.index(0), Qt::ToolTipRole).toString().startsWith("Number of Pages: 3\n"));
+        list.data(list.index(0, 0), Qt::ToolTipRole).toString().startsWith("Number of Pages: 3\n"));
     list.OnTableViewDoubleClick(); // nothing selected, nothing opened
     // A move takes the selection along; at the ends or without a selection nothing moves.
     QString order = "abc";
@@ -526,7 +545,10 @@ void TestApp::splitSettingsAndProfiles()
     QCOMPARE(window.windowTitle(), QStringLiteral("Split PDF Documents"));
     m_alerts.openFiles << path("book.json");
     trigger("actionLoadProfile");
-    QCOMPARE(Jobs::Profiles::toJson(window.settings()), Jobs::Profiles::toJson(custom));
+    // A profile holds no folder: the window keeps the one it has (none, after File > New).
+    Jobs::SplitSettings loaded = custom;
+    loaded.folder.clear();
+    QCOMPARE(Jobs::Profiles::toJson(window.settings()), Jobs::Profiles::toJson(loaded));
     QCOMPARE(field->text(), QStringLiteral("4"));
     QCOMPARE(window.windowTitle(), QStringLiteral("book.json — Split PDF Documents"));
     // Save Profile writes the file in use without asking.
@@ -596,6 +618,220 @@ void TestApp::launcherAndMenus()
     child<QAction>(&launcher, "actionHowToCropPDFDocuments")->trigger();
     const QUrl page = QUrl::fromLocalFile(MainMenu::helpPagePath(Tool::Crop));
     QCOMPARE(m_alerts.log, QStringList{"url|" + page.toString()});
+}
+
+void TestApp::tableOfManyDocuments()
+{
+    // Files chosen together are added as people count; a selection moves as a block, keeping
+    // its order and staying selected, and stops at either end.
+    QStringList names{"scan10", "Scan2", "scan1", "a", "b"};
+    QStringList chosen;
+    for (const QString &name : names) {
+        chosen << document(name + ".pdf");
+    }
+    ViewControllerMerge window(m_alerts);
+    DocumentList &list = window.documents();
+    m_alerts.pdfPanels << chosen;
+    list.OnAddPDFDocument();
+    m_alerts.log.clear();
+    const auto order = [&] {
+        QStringList shown;
+        for (const QString &path : list.listPdfPaths()) {
+            shown << QFileInfo(path).completeBaseName();
+        }
+        return shown.join(' ');
+    };
+    QCOMPARE(order(), QStringLiteral("a b scan1 Scan2 scan10"));
+    QTRY_COMPARE(list.countText(), QStringLiteral("5 documents, 5 pages"));
+
+    auto *up = child<QPushButton>(&window, "buttonMoveUp");
+    auto *down = child<QPushButton>(&window, "buttonMoveDown");
+    // clang-format off
+    const QList<std::tuple<QList<int>, const char *, const char *, QList<int>>> moves{
+        {{1, 3}, "Up", "b a Scan2 scan1 scan10", {0, 2}},
+        {{0, 2}, "Up", "b a Scan2 scan1 scan10", {0, 2}},   // the first row holds it
+        {{0, 2}, "Down", "a b scan1 Scan2 scan10", {1, 3}},
+        {{3, 4}, "Down", "a b scan1 Scan2 scan10", {3, 4}}, // the last row holds it
+        {{3, 4}, "Up", "a b Scan2 scan10 scan1", {2, 3}},
+    };
+    // clang-format on
+    for (const auto &[rows, direction, after, selected] : moves) {
+        list.selectRows(rows);
+        QCOMPARE(up->isEnabled(), rows.front() > 0);
+        QCOMPARE(down->isEnabled(), rows.back() < 4);
+        list.moveSelected(QByteArray(direction) == "Up" ? -1 : 1);
+        QCOMPARE(order(), QString::fromLatin1(after));
+        QCOMPARE(list.selectedRows(), selected);
+    }
+    // Rows dragged within the table land, in order, before the row they are dropped on.
+    list.selectRows({0, 4});
+    list.moveSelectedTo(3);
+    QCOMPARE(order(), QStringLiteral("b Scan2 a scan1 scan10"));
+    QCOMPARE(list.selectedRows(), (QList<int>{2, 3}));
+    // Delete removes the selection.
+    QTest::keyClick(child(&window, "tableViewPDF"), Qt::Key_Delete);
+    QCOMPARE(order(), QStringLiteral("b Scan2 scan10"));
+
+    // Rejected files are named with their reason.
+    TestPdf::writeBytes(path("bad.pdf"), "not a PDF");
+    m_alerts.pdfPanels << QStringList{path("bad.pdf"), path("missing.pdf")};
+    list.OnAddPDFDocument();
+    QCOMPARE(m_alerts.log.size(), 2);
+    QVERIFY2(m_alerts.log[1].contains("bad.pdf: ") && m_alerts.log[1].contains("missing.pdf: "),
+             qPrintable(m_alerts.log[1]));
+}
+
+void TestApp::stoppedRuns_data()
+{
+    QTest::addColumn<QString>("tool");
+    row("split", "split");
+    row("merge", "merge");
+}
+
+void TestApp::stoppedRuns()
+{
+    // Stopped during its first documents, a split ends after them: their pieces and nothing
+    // else, no temporary file, and a message that says so; a stopped merge writes nothing.
+    QFETCH(QString, tool);
+    QDir(m_dir->path()).mkdir("out");
+    QStringList documents;
+    for (const char *name : {"a.pdf", "b.pdf", "c.pdf"}) {
+        documents << document(name, 300);
+    }
+    std::unique_ptr<ToolWindow> window;
+    if (tool == "split") {
+        window = std::make_unique<ViewControllerSplit>(m_alerts);
+        listDocuments(*window, documents);
+        chooseFolder(*window, path("out"));
+    } else {
+        window = std::make_unique<ViewControllerMerge>(m_alerts);
+        listDocuments(*window, documents);
+        m_alerts.saveFiles << path("out/all.pdf");
+    }
+    QSignalSpy started(window.get(), &ToolWindow::documentStarted);
+    click(window.get(), tool == "split" ? "buttonSplitPDFDocuments" : "buttonMergePDF");
+    QVERIFY(window->isRunning());
+    QVERIFY(child(window.get(), "buttonStop")->isVisibleTo(window.get()));
+    QVERIFY(started.wait(20000));
+    window->stopRun();
+    waitForRun(*window);
+    const QString result = m_alerts.log.last();
+    QVERIFY2(result.contains("The run was stopped"), qPrintable(result));
+    const QStringList written = TestPdf::files(path("out"));
+    if (tool == "merge") {
+        QCOMPARE(written, QStringList{});
+    } else {
+        // Whole documents only: a's pieces, and b's if b had started before the stop.
+        QVERIFY2(written.size() == 300 || written.size() == 600, qPrintable(written.join(' ')));
+        QVERIFY(written.filter("c(").isEmpty() && written.filter(".quire").isEmpty());
+    }
+    QVERIFY(!child(window.get(), "buttonStop")->isVisibleTo(window.get()));
+}
+
+void TestApp::closingAndEscape()
+{
+    // Escape leaves a window with documents open; an empty one closes.
+    ViewControllerSplit empty(m_alerts);
+    empty.show();
+    QTest::keyClick(&empty, Qt::Key_Escape);
+    QVERIFY(!empty.isVisible());
+    ViewControllerSplit listed(m_alerts);
+    listed.show();
+    listDocuments(listed, {document("a.pdf")});
+    QTest::keyClick(&listed, Qt::Key_Escape);
+    QVERIFY(listed.isVisible());
+
+    // Closing during a run asks: "Keep Running" keeps it open, "Stop and Close" stops the run
+    // after its document and closes.
+    QDir(m_dir->path()).mkdir("out");
+    listDocuments(listed, {document("b.pdf", 80), document("c.pdf", 80)});
+    chooseFolder(listed, path("out"));
+    click(&listed, "buttonSplitPDFDocuments");
+    QVERIFY(listed.isRunning());
+    const QString question = QString("choice|") + ToolWindow::StopQuestion;
+    m_alerts.yesNo = {false, true};
+    QVERIFY(!listed.close());
+    QVERIFY(listed.isVisible());
+    QVERIFY(listed.close());
+    QCOMPARE(m_alerts.log, (QStringList{question, question}));
+    QThreadPool::globalInstance()->waitForDone();
+    QVERIFY(TestPdf::files(path("out")).size() < 161);
+}
+
+void TestApp::resultsNameFailuresAndFiles()
+{
+    // A run that fails for one document names it and why, and offers the folder of what was
+    // written; a success is told with the information icon.
+    QDir(m_dir->path()).mkdir("out");
+    ViewControllerSplit window(m_alerts);
+    listDocuments(window, {document("a.pdf", 2), document("b.pdf", 2)});
+    chooseFolder(window, path("out"));
+    child<QLineEdit>(&window, "textFieldNames")->setText("[FileName]/[IntervalIndex]");
+    QDir(path("out")).mkdir("a"); // b's pieces have no folder to go to
+    QCOMPARE(child<QLabel>(&window, "labelNamesExample")->text(), QStringLiteral("e.g. 1.pdf"));
+    m_alerts.noticeAnswers << 0; // "Show in Folder"
+    click(&window, "buttonSplitPDFDocuments");
+    waitForRun(window);
+    const Alerts::Notice &failed = m_alerts.notices.last();
+    QCOMPARE(failed.text, QStringLiteral("Could not split PDF document(s)."));
+    QCOMPARE(failed.icon, Alerts::Notice::Icon::Warning);
+    QVERIFY2(failed.details.startsWith("b.pdf: ") && !failed.details.contains("a.pdf"),
+             qPrintable(failed.details));
+    QCOMPARE(failed.buttons, QStringList{"Show in Folder"});
+    QCOMPARE(m_alerts.log.last(), "url|" + QUrl::fromLocalFile(path("out")).toString());
+
+    child<QLineEdit>(&window, "textFieldNames")->setText("[FileName]-[IntervalIndex]");
+    QCOMPARE(child<QLabel>(&window, "labelNamesExample")->text(), QStringLiteral("e.g. a-1.pdf"));
+    m_alerts.desktopOpens = false;
+    m_alerts.noticeAnswers << 0;
+    click(&window, "buttonSplitPDFDocuments");
+    waitForRun(window);
+    QCOMPARE(m_alerts.notices[m_alerts.notices.size() - 2].icon, Alerts::Notice::Icon::Information);
+    // The desktop could not open the folder: said, with the path.
+    QVERIFY(m_alerts.log.last().startsWith("message|The desktop could not open " + path("out")));
+}
+
+void TestApp::mnemonicsAreUnique()
+{
+    // Within each window, every letter after "&" belongs to one control.
+    ViewController launcher(m_alerts);
+    ViewControllerMerge merge(m_alerts);
+    ViewControllerSplit split(m_alerts);
+    ViewControllerCrop crop(m_alerts);
+    ViewControllerWatermark watermark(m_alerts);
+    ViewControllerProperties properties(m_alerts);
+    for (QWidget *window : std::initializer_list<QWidget *>{
+             &launcher, &merge, &split, &crop, &watermark, &properties}) {
+        QMap<QChar, QString> owners;
+        const auto claim = [&](const QString &text, const QString &owner) {
+            static const QRegularExpression mnemonic("&([^&])");
+            const auto match = mnemonic.match(text);
+            if (!match.hasMatch()) {
+                return;
+            }
+            const QChar key = match.captured(1).at(0).toLower();
+            QVERIFY2(!owners.contains(key),
+                     qPrintable(QString("%1: %2 and %3 share Alt+%4")
+                                    .arg(window->objectName(), owners[key], owner, key)));
+            owners[key] = owner;
+        };
+        for (auto *button : window->findChildren<QAbstractButton *>()) {
+            claim(button->text(), button->objectName());
+        }
+        for (auto *label : window->findChildren<QLabel *>()) {
+            if (label->buddy()) {
+                claim(label->text(), label->objectName());
+            }
+        }
+        for (auto *box : window->findChildren<QGroupBox *>()) {
+            claim(box->title(), box->objectName());
+        }
+        for (auto *menu : window->findChildren<QMenuBar *>()) {
+            for (QAction *action : menu->actions()) {
+                claim(action->text(), action->text());
+            }
+        }
+    }
 }
 
 QTEST_MAIN(TestApp)

@@ -234,8 +234,8 @@ void TestCli::runs_data()
     row("watermark, options over the profile",
         "watermark --profile watermark.json --pages 1 --name [FileName] book.pdf",
         0, stamped, "", "out/book.pdf: p1* p2 p3 p4 p5");
-    row("watermark without its picture: the text", "watermark -d out --image missing.png b.pdf",
-        0, stamped, "missing.png", "out/b_Watermarked.pdf: b1*");
+    row("watermark without its picture: nothing", "watermark -d out --image missing.png b.pdf",
+        1, "Could not watermark PDF document(s).", "missing.png cannot be read", "");
 
     row("render a turned page", "render a.pdf --page 2 -o p.png", 0, "", "",
         "p.png: 3168x2448 288 dpi");
