@@ -220,13 +220,12 @@ DocumentList::DocumentList(PdfTableView *table,
 {
     setObjectName(tableIdentifier);
     m_table->setModel(this);
+    // The numbers as wide as they need; the name and the folder share the rest.
     QHeaderView *header = m_table->horizontalHeader();
-    header->setSectionResizeMode(QHeaderView::Interactive);
-    header->resizeSection(NameColumn,
-                          m_table->fontMetrics().horizontalAdvance(QLatin1Char('x')) * 28);
-    for (const int column : {PagesColumn, PageSizeColumn, FileSizeColumn}) {
-        header->setSectionResizeMode(column, QHeaderView::ResizeToContents);
-    }
+    header->setStretchLastSection(false);
+    header->setSectionResizeMode(QHeaderView::ResizeToContents);
+    header->setSectionResizeMode(NameColumn, QHeaderView::Stretch);
+    header->setSectionResizeMode(FolderColumn, QHeaderView::Stretch);
     connect(m_table, &PdfTableView::filesDropped, this, &DocumentList::acceptDrop);
     connect(m_table, &PdfTableView::rowsDropped, this, &DocumentList::moveSelectedTo);
     connect(m_table, &PdfTableView::removeRequested, this, &DocumentList::OnRemoveSelected);

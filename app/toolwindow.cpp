@@ -77,6 +77,8 @@ void ToolWindow::finishSetup(const QList<QWidget *> &interfaceControls,
         row->insertWidget(at, m_runStatus, 2);
         row->setStretchFactor(progress, 1);
         row->insertWidget(at + 2, m_stopButton);
+        // Idle, the row holds the run button alone, at its right end.
+        row->insertStretch(at + 3, 0);
     }
     showRunControls(false);
     // A field that cannot be typed into looks so: the window's colour, not the text fields'.

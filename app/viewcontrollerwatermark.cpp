@@ -44,6 +44,7 @@ ViewControllerWatermark::ViewControllerWatermark(Alerts &alerts, QWidget *parent
     ui->setupUi(this);
     ui->splitter->setStretchFactor(0, 0);
     ui->splitter->setStretchFactor(1, 1);
+    ui->splitter->setSizes({460, 540});
     m_documents = new DocumentList(ui->tableViewPDF,
                                    QStringLiteral("TableViewPdfWatermark"),
                                    DocumentList::Tooltip::ThreeLines,

@@ -39,8 +39,8 @@ void printUsage()
         "  quire merge -o OUTPUT INPUT...\n"
         "  quire split -d DIR (--every N | --ranges EXPR) [--name TEMPLATE] [--profile FILE]\n"
         "              INPUT...\n"
-        "  quire crop -d DIR --rect X,Y,W,H [--percent] [--pages EXPR] [--name TEMPLATE] "
-        "INPUT...\n"
+        "  quire crop -d DIR --rect X,Y,W,H [--percent] [--pages EXPR] [--name TEMPLATE]\n"
+        "             [--profile FILE] INPUT...\n"
         "  quire crop --rect X,Y,W,H [--percent] --preview N -o OUT.png FILE\n"
         "  quire properties [--title T] [--author T] [--subject T] [--keywords T] [--yes]\n"
         "                   [--profile FILE] INPUT...\n",

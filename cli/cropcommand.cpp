@@ -91,13 +91,13 @@ int cropCommand(const QStringList &args)
     parser.addOption({{QStringLiteral("o"), QStringLiteral("output")},
                       QStringLiteral("The preview image (PNG), with --preview."),
                       QStringLiteral("OUT.png")});
-    addBatchOptions(parser, false);
+    addBatchOptions(parser, true);
     parser.addPositionalArgument(QStringLiteral("INPUT"), QStringLiteral("PDF documents."));
     if (!parseArguments(
             parser,
             args,
             QStringLiteral("quire crop -d DIR --rect X,Y,W,H [--percent] [--pages EXPR] "
-                           "[--name TEMPLATE] INPUT...\n"
+                           "[--name TEMPLATE] [--profile FILE] INPUT...\n"
                            "       quire crop --rect X,Y,W,H [--percent] --preview N -o OUT.png "
                            "FILE"),
             QStringLiteral("Cut each page, or the chosen pages, of each document to one "
@@ -114,24 +114,35 @@ int cropCommand(const QStringList &args)
     if (parser.isSet(QStringLiteral("o"))) {
         throw UsageError{QStringLiteral("-o goes with --preview; a run writes into -d DIR")};
     }
-    if (!parser.isSet(QStringLiteral("d"))) {
+    // The profile gives the settings the command line leaves out.
+    const auto profile = readProfile<Jobs::CropSettings>(parser);
+    Jobs::CropSettings settings = profile.value_or(Jobs::CropSettings());
+    if (parser.isSet(QStringLiteral("rect"))) {
+        const Rectangle rect = readRectangle(parser);
+        settings.unit = percents ? Jobs::CropUnit::Percents : Jobs::CropUnit::Points;
+        settings.originX = rect.x;
+        settings.originY = rect.y;
+        settings.width = rect.width;
+        settings.height = rect.height;
+    } else if (!profile) {
+        throw UsageError{QStringLiteral("the rectangle is missing (--rect X,Y,W,H)")};
+    } else if (percents) {
+        settings.unit = Jobs::CropUnit::Percents;
+    }
+    if (parser.isSet(QStringLiteral("pages"))) {
+        settings.pagesEnabled = true;
+        settings.pages = parser.value(QStringLiteral("pages"));
+    }
+    if (parser.isSet(QStringLiteral("name")) || !profile) {
+        settings.nameTemplate = parser.value(QStringLiteral("name"));
+    }
+    if (parser.isSet(QStringLiteral("d"))) {
+        settings.folder = parser.value(QStringLiteral("d"));
+    }
+    if (settings.folder.isEmpty()) {
         throw UsageError{QStringLiteral("the output folder is missing (-d DIR)")};
     }
-    if (!parser.isSet(QStringLiteral("rect"))) {
-        throw UsageError{QStringLiteral("the rectangle is missing (--rect X,Y,W,H)")};
-    }
-    const Rectangle rect = readRectangle(parser);
-    Jobs::CropSettings settings;
-    settings.unit = percents ? Jobs::CropUnit::Percents : Jobs::CropUnit::Points;
-    settings.originX = rect.x;
-    settings.originY = rect.y;
-    settings.width = rect.width;
-    settings.height = rect.height;
-    settings.pagesEnabled = parser.isSet(QStringLiteral("pages"));
-    settings.pages = parser.value(QStringLiteral("pages"));
-    settings.nameTemplate = parser.value(QStringLiteral("name"));
-    settings.folder
-        = QDir::cleanPath(QFileInfo(parser.value(QStringLiteral("d"))).absoluteFilePath());
+    settings.folder = QDir::cleanPath(QFileInfo(settings.folder).absoluteFilePath());
     const BatchOptions options = readBatchOptions(parser);
     if (parser.positionalArguments().isEmpty()) {
         throw UsageError{QStringLiteral("There are no PDF documents to crop.")};

@@ -36,6 +36,13 @@ struct Blocker
         NoInterval,         // split: no interval of the expression lies in a document
         Unusable,           // the settings cannot be used as they are (detail says why)
     };
+    Blocker(Kind kind, QString path = {}, qint64 pages = 0, QString detail = {})
+        : kind(kind)
+        , path(std::move(path))
+        , pages(pages)
+        , detail(std::move(detail))
+    {}
+
     Kind kind;
     QString path;     // the folder or the document concerned
     qint64 pages = 0; // the document's page count (NoInterval, DocumentUnreadable)
@@ -45,6 +52,10 @@ struct Blocker
 // One file a document will write.
 struct PlannedOutput
 {
+    explicit PlannedOutput(QString path = {})
+        : path(std::move(path))
+    {}
+
     QString path;
     Naming::PageInterval interval; // split: the pages it holds
     Naming::OverwriteDecision decision = Naming::OverwriteDecision::Write;
@@ -57,6 +68,10 @@ struct PlannedOutput
 
 struct DocumentPlan
 {
+    explicit DocumentPlan(QString input = {})
+        : input(std::move(input))
+    {}
+
     QString input;
     qint64 pages = -1; // -1: not read while planning
     QList<PlannedOutput> outputs;
@@ -92,6 +107,10 @@ struct PlanOptions
 // What became of one document.
 struct DocumentResult
 {
+    explicit DocumentResult(QString input = {})
+        : input(std::move(input))
+    {}
+
     QString input;
     bool processed = false; // false: skipped by the overwrite answers, or not reached (stop)
     bool success = true;    // false: it failed; messages say why

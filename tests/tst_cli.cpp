@@ -123,6 +123,8 @@ void TestCli::writeDocuments()
             R"("text": "Profiled", "textPosition": 3, "pagesEnabled": true, "pages": "[2-3]",
                "nameTemplate": "[FileName]-stamped")");
     profile("props.json", "properties", R"("title": "P [FileName]")");
+    profile("crop.json", "crop", R"("unit": "percents", "originX": 0, "originY": 0, "width": 50,
+            "height": 50, "nameTemplate": "[FileName]-half")");
 }
 
 QMap<QString, QByteArray> TestCli::snapshot() const
@@ -221,6 +223,10 @@ void TestCli::runs_data()
     row("crop over its own input and another",
         "crop -d . --name a --overwrite all --rect 0,0,9,9 b.pdf a.pdf",
         0, cropped, "", "a.pdf: a1[9x9] a2[9x9]");
+    row("crop by a profile", "crop --profile crop.json b.pdf", 0, cropped, "",
+        "out/b-half.pdf: b1[306x396]");
+    row("crop, options over the profile", "crop --profile crop.json --rect 0,0,9,9 b.pdf", 0,
+        cropped, "", "out/b-half.pdf: b1[9x9]");
     row("crop a document without pages", "crop -d . --rect 0,0,9,9 empty.pdf b.pdf",
         1, notCropped, "No pages", "b_Cropped.pdf: b1[9x9]");
 
