@@ -8,6 +8,7 @@
 #include <QPainter>
 
 #include <cmath>
+#include <cstring>
 #include <sys/stat.h>
 
 namespace {
@@ -55,11 +56,11 @@ QRect visibleRect(const QImage &image)
     return bottom < 0 ? QRect() : QRect(QPoint(left, top), QPoint(right, bottom));
 }
 
-// Gives the wholly transparent pixels near the drawn ones the colour of their drawn neighbours.
-// A viewer that scales the picture blends each pixel's colour with its neighbours' and the soft
-// mask's alpha likewise, separately: with black in the transparent pixels, every edge of the
-// text or picture would come out darker than its colour (a grey fringe on red text over white).
-// Two rings of pixels cover what bilinear and bicubic scaling reach.
+// Gives every wholly transparent pixel the colour of a drawn pixel near it. A viewer that scales
+// the picture blends each pixel's colour with its neighbours' and the soft mask's alpha
+// likewise, separately: with black in the transparent pixels, every edge of the text or picture
+// would come out darker than its colour (a grey fringe on red text over white), the more so the
+// smaller the page is shown. Two sweeps, down and back up, carry the colours as far as it takes.
 void bleedColourIntoTransparency(QByteArray &colour, const QByteArray &alpha, int width, int height)
 {
     std::vector<quint8> known(size_t(width) * size_t(height));
@@ -67,42 +68,36 @@ void bleedColourIntoTransparency(QByteArray &colour, const QByteArray &alpha, in
         known[i] = alpha[qsizetype(i)] != 0;
     }
     auto *rgb = reinterpret_cast<uchar *>(colour.data());
-    for (int ring = 0; ring < 2; ++ring) {
-        std::vector<quint8> next = known;
-        for (int y = 0; y < height; ++y) {
-            for (int x = 0; x < width; ++x) {
+    const auto sweep = [&](int step) {
+        const int first = step > 0 ? 0 : height - 1;
+        for (int y = first; y >= 0 && y < height; y += step) {
+            const int x0 = step > 0 ? 0 : width - 1;
+            for (int x = x0; x >= 0 && x < width; x += step) {
                 const size_t at = size_t(y) * size_t(width) + size_t(x);
                 if (known[at]) {
                     continue;
                 }
-                int sum[3] = {0, 0, 0};
-                int count = 0;
-                for (int dy = -1; dy <= 1; ++dy) {
-                    for (int dx = -1; dx <= 1; ++dx) {
-                        const int nx = x + dx;
-                        const int ny = y + dy;
-                        if (nx < 0 || ny < 0 || nx >= width || ny >= height) {
-                            continue;
-                        }
-                        const size_t from = size_t(ny) * size_t(width) + size_t(nx);
-                        if (known[from]) {
-                            for (int k = 0; k < 3; ++k) {
-                                sum[k] += rgb[from * 3 + size_t(k)];
-                            }
-                            ++count;
-                        }
+                // The neighbours this sweep has passed: beside, and in the row before.
+                const int neighbours[4][2]
+                    = {{-step, 0}, {-step, -step}, {0, -step}, {step, -step}};
+                for (const auto &[dx, dy] : neighbours) {
+                    const int nx = x + dx;
+                    const int ny = y + dy;
+                    if (nx < 0 || ny < 0 || nx >= width || ny >= height) {
+                        continue;
                     }
-                }
-                if (count > 0) {
-                    for (int k = 0; k < 3; ++k) {
-                        rgb[at * 3 + size_t(k)] = uchar((sum[k] + count / 2) / count);
+                    const size_t from = size_t(ny) * size_t(width) + size_t(nx);
+                    if (known[from]) {
+                        std::memcpy(rgb + at * 3, rgb + from * 3, 3);
+                        known[at] = 1;
+                        break;
                     }
-                    next[at] = 1;
                 }
             }
         }
-        known.swap(next);
-    }
+    };
+    sweep(1);
+    sweep(-1);
 }
 
 // image: premultiplied ARGB32. The colour goes into the PDF not premultiplied: the soft mask

@@ -30,17 +30,18 @@ using TestPdf::row;
 
 namespace {
 
-// The page as viewers show it (its crop box), drawn by poppler at 4 pixels per point (288 dpi)
-// on white. Poppler's cairo renderer draws an image placed pixel on pixel as it is; pdftoppm's
-// own smooths it by half a pixel.
-QImage poppler(const QString &pdf, int page)
+// The page as viewers show it (its crop box), drawn by poppler at 4 pixels per point (288 dpi, or
+// the resolution given) on white. Poppler's cairo renderer draws an image placed pixel on pixel as
+// it is; pdftoppm's own smooths it by half a pixel.
+QImage poppler(const QString &pdf, int page, int dpi = 288)
 {
     QTemporaryDir dir;
     const QString number = QString::number(page);
     QProcess process;
-    process.start("pdftocairo",
-                  QString("-cropbox -r 288 -png -singlefile -f %1 -l %1").arg(number).split(' ')
-                      + QStringList{pdf, dir.filePath("page")});
+    process.start(
+        "pdftocairo",
+        QString("-cropbox -r %2 -png -singlefile -f %1 -l %1").arg(number).arg(dpi).split(' ')
+            + QStringList{pdf, dir.filePath("page")});
     process.waitForFinished(120000);
     return QImage(dir.filePath("page.png")).convertToFormat(QImage::Format_RGB32);
 }
@@ -214,7 +215,9 @@ private slots:
     void pictureCanvas();
     void stampedPage_data();
     void stampedPage();
+    void previewMatchesOutput_data();
     void previewMatchesOutput();
+    void colouredEdgesOverWhite();
     void updateOrWhole_data();
     void updateOrWhole();
     void failures();
@@ -659,25 +662,72 @@ void TestPreview::stampedPage()
     compareStamp(poppler(path("out.pdf"), 1), composite(before, settings), before);
 }
 
+void TestPreview::previewMatchesOutput_data()
+{
+    // The text and a turned picture at each place, on a page turned 90 and one turned 270.
+    QTest::addColumn<qint64>("position");
+    QTest::addColumn<int>("rotate");
+    for (qint64 position = 0; position < 5; ++position) {
+        QTest::addRow("position %lld, page turned 90", position) << position << 90;
+    }
+    row("center, page turned 270", qint64(4), 270);
+}
+
 void TestPreview::previewMatchesOutput()
 {
     // Without shadow and outline, which the preview draws heavier, the preview is the output.
-    WatermarkSettings settings = textOnly("Two\nlines", 4);
+    QFETCH(qint64, position);
+    QFETCH(int, rotate);
+    WatermarkSettings settings = textOnly("Two\nlines", position);
     settings.color = "#0000c8";
     settings.textOffsetY = 30;
     settings.image = picture();
-    settings.imagePosition = 2;
+    settings.imagePosition = (position + 2) % 5;
     settings.rotation = 45;
     settings.scale = 80;
     settings.imageOffsetX = 12.5;
     TestPdf::Document document = TestPdf::pages(2);
     document.pages[1].mediaBox = QRectF(0, 0, 250, 180);
-    document.pages[1].rotate = 270;
+    document.pages[1].rotate = rotate;
     TestPdf::write(path("in.pdf"), document);
     QVERIFY(stamp(path("in.pdf"), settings, path("out.pdf")));
     compareStamp(poppler(path("out.pdf"), 2),
                  ImageTools::DrawWatermarkPreview(path("in.pdf"), 2, settings),
                  ImageTools::PDFPageToImageWithPdfPath(path("in.pdf"), 1));
+}
+
+void TestPreview::colouredEdgesOverWhite()
+{
+    // Red text over a white page, shown smaller than it was drawn: the edges blend red with
+    // white, never darker (the transparent pixels around the text carry its colour).
+    WatermarkSettings settings = textOnly("Fringe", 4);
+    settings.color = "#ff0000";
+    settings.size = 60;
+    TestPdf::write(path("in.pdf"), TestPdf::pages(1));
+    QVERIFY(stamp(path("in.pdf"), settings, path("out.pdf")));
+    for (const int dpi : {100, 72}) {
+        const QImage shown = poppler(path("out.pdf"), 1, dpi);
+        const QImage page = poppler(path("in.pdf"), 1, dpi);
+        int ink = 0;
+        for (int y = 0; y < shown.height(); ++y) {
+            for (int x = 0; x < shown.width(); ++x) {
+                const QRgb p = shown.pixel(x, y);
+                if (p == page.pixel(x, y)) {
+                    continue; // the page's own
+                }
+                ++ink;
+                QVERIFY2(qRed(p) >= 250,
+                         qPrintable(QStringLiteral("%1 dpi: %2,%3,%4 at %5,%6")
+                                        .arg(dpi)
+                                        .arg(qRed(p))
+                                        .arg(qGreen(p))
+                                        .arg(qBlue(p))
+                                        .arg(x)
+                                        .arg(y)));
+            }
+        }
+        QVERIFY(ink > 500);
+    }
 }
 
 void TestPreview::updateOrWhole_data()
