@@ -265,10 +265,12 @@ RunResult Batch::run(const RunOptions &options, RunObserver *observer)
             observer->stepsDone(stepsDone, totalSteps);
         }
     };
-    // The next unit to do, or none once every unit is taken or the run is stopped.
+    // The next unit to do, or none once every unit is taken, or the run is stopped and the
+    // documents begun are done (a document is never left half done).
     const auto take = [&]() -> std::optional<size_t> {
         std::lock_guard lock(mutex);
-        if ((options.stop && options.stop->load()) || next >= units.size()) {
+        if (next >= units.size()
+            || (options.stop && options.stop->load() && !started[size_t(units[next].document)])) {
             return std::nullopt;
         }
         const size_t u = next++;
