@@ -2,6 +2,7 @@
 
 #include "app/alerts.h"
 #include "app/documentlist.h"
+#include "jobs/numbers.h"
 #include "jobs/profiles.h"
 #include "jobs/splitjob.h"
 #include "ui_viewcontrollersplit.h"
@@ -108,7 +109,7 @@ Jobs::SplitSettings ViewControllerSplit::settings() const
                                                         : Naming::SplitMode::Consecutive;
     // Not a number reads as 0; the whole-number part counts.
     settings.pagesPerInterval
-        = qint64(std::trunc(ui->textFieldPagesPerInterval->text().toDouble()));
+        = Jobs::wholeNumber(ui->textFieldPagesPerInterval->text().toDouble()).value_or(0);
     settings.expression = ui->textFieldPagesIntervals->text();
     settings.nameTemplate = ui->textFieldNames->text();
     settings.folder = ui->textFieldFolder->text();

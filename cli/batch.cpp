@@ -4,6 +4,7 @@
 #include "console.h"
 #include "engine/pdftools.h"
 #include "jobs/diagnostics.h"
+#include "jobs/numbers.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -104,12 +105,12 @@ double readNumber(const QCommandLineParser &parser, const QString &name)
 
 qint64 readWholeNumber(const QCommandLineParser &parser, const QString &name)
 {
-    const double whole = std::trunc(readNumber(parser, name));
-    if (!(std::abs(whole) < 9.0e18)) {
+    const auto whole = Jobs::wholeNumber(readNumber(parser, name));
+    if (!whole) {
         throw UsageError{
             QStringLiteral("--%1 is out of range: \"%2\"").arg(name, parser.value(name))};
     }
-    return qint64(whole);
+    return *whole;
 }
 
 Inputs collectInputs(const QStringList &arguments, bool loadTest)

@@ -33,6 +33,7 @@ int infoCommand(const QStringList &args)
     std::vector<PDFTools::DocumentSummary> summaries(size_t(inputs.paths.size()));
     QJsonArray array;
     bool allOpened = true;
+    bool anyOpened = false;
     bool first = true;
     runInOrder(
         int(inputs.paths.size()),
@@ -51,6 +52,7 @@ int infoCommand(const QStringList &args)
                 allOpened = false;
                 return;
             }
+            anyOpened = true;
             if (json) {
                 array.append(QJsonObject{
                     {QStringLiteral("path"), path},
@@ -86,7 +88,8 @@ int infoCommand(const QStringList &args)
         printResult(
             QString::fromUtf8(QJsonDocument(array).toJson(QJsonDocument::Indented)).trimmed());
     }
-    return allOpened ? ExitSuccess : ExitFailure;
+    // No file left to tell of is a usage error, as for every other subcommand.
+    return !anyOpened ? ExitUsage : allOpened ? ExitSuccess : ExitFailure;
 }
 
 } // namespace Cli

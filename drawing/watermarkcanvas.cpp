@@ -90,7 +90,15 @@ std::optional<QRectF> placeRect(
     }
     x += horizontalOffset;
     y += verticalOffset;
-    return QRectF(x, H - y - h, w, h);
+    // Nothing of a watermark this far off the canvas (or this large) could show, and its pixel
+    // rectangle would not fit in whole numbers.
+    constexpr double far = 1 << 28;
+    const QRectF placed(x, H - y - h, w, h);
+    if (!std::isfinite(placed.left()) || !std::isfinite(placed.top()) || !(w < far) || !(h < far)
+        || std::abs(placed.left()) > far || std::abs(placed.top()) > far) {
+        return std::nullopt;
+    }
+    return placed;
 }
 
 CanvasFont canvasFont(const QString &family, double pointSize)

@@ -1,6 +1,7 @@
 #include "enginesupport.h"
 
 #include <QCryptographicHash>
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
@@ -10,9 +11,11 @@
 #include <qpdf/QPDFWriter.hh>
 
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 Q_LOGGING_CATEGORY(lcEngine, "quire.engine", QtWarningMsg)
@@ -67,10 +70,8 @@ openDocument(const QString &path, OpenFailure *failure, bool readPages, OpenFile
 
 qint64 pageCount(QPDF &pdf)
 {
-    auto count = pdf.getRoot().getKey("/Pages").getKey("/Count");
-    if (count.isInteger() && count.getIntValue() >= 0) {
-        return count.getIntValue();
-    }
+    // The pages that exist, not the count the page tree claims: a tree that claims a million
+    // million pages would have a run plan as many.
     return qint64(pdf.getAllPages().size());
 }
 
@@ -291,14 +292,14 @@ static mode_t processUmask()
     return mask;
 }
 
-// The same document gets the same ID, so a run gives the same bytes however it is scheduled. qpdf
-// can derive the ID from a digest of the whole output, but that costs a fifth of a split's time;
-// the size, the beginning and the end of the file (whose cross-reference offsets depend on every
-// object) identify a document as well. The ID qpdf wrote is a fixed placeholder in the trailer.
+// The same document gets the same ID, so a run gives the same bytes however it is scheduled,
+// and two different documents get different IDs: a digest of every byte written. The ID qpdf
+// wrote is a fixed placeholder in the trailer; the digest is taken with it in place.
 static bool stampDocumentId(FILE *file)
 {
     static constexpr QLatin1String placeholder("<31415926535897932384626433832795>");
-    static constexpr qint64 sample = 8 * 1024;
+    static constexpr qint64 block = 1024 * 1024;
+    static constexpr qint64 tailSize = 8 * 1024;
     if (std::fflush(file) != 0) {
         return false;
     }
@@ -308,24 +309,27 @@ static bool stampDocumentId(FILE *file)
         return false;
     }
     const qint64 size = info.st_size;
-    const auto readAt = [fd](qint64 offset, qint64 length) {
-        QByteArray bytes(length, Qt::Uninitialized);
-        const ssize_t got = ::pread(fd, bytes.data(), size_t(length), off_t(offset));
-        bytes.resize(got < 0 ? 0 : qsizetype(got));
-        return bytes;
-    };
-    const qint64 tailStart = std::max<qint64>(0, size - sample);
-    const QByteArray head = readAt(0, std::min(sample, size));
-    const QByteArray tail = readAt(tailStart, size - tailStart);
+    QCryptographicHash digest(QCryptographicHash::Md5);
+    QByteArray bytes(block, Qt::Uninitialized);
+    for (qint64 offset = 0; offset < size;) {
+        const ssize_t got
+            = ::pread(fd, bytes.data(), size_t(std::min(block, size - offset)), off_t(offset));
+        if (got <= 0) {
+            return false;
+        }
+        digest.addData(QByteArrayView(bytes.constData(), qsizetype(got)));
+        offset += got;
+    }
     // The trailer, or the dictionary of the cross-reference stream, is at the end.
+    const qint64 tailStart = std::max<qint64>(0, size - tailSize);
+    QByteArray tail(size - tailStart, Qt::Uninitialized);
+    if (::pread(fd, tail.data(), size_t(tail.size()), off_t(tailStart)) != tail.size()) {
+        return false;
+    }
     const qsizetype idKey = tail.lastIndexOf("/ID [");
     if (idKey < 0) {
         return false;
     }
-    QCryptographicHash digest(QCryptographicHash::Md5);
-    digest.addData(QByteArray::number(size));
-    digest.addData(head);
-    digest.addData(tail);
     const QByteArray id = '<' + digest.result().toHex() + '>';
     bool stamped = false;
     for (qsizetype at = tail.indexOf(placeholder.data(), idKey);
@@ -344,13 +348,91 @@ static QString errnoText(int error)
     return QString::fromLocal8Bit(std::strerror(error));
 }
 
+namespace {
+
+constexpr char temporaryMark[] = ".quire-";
+
+// The file-name limit of the folder's file system (255 on most).
+size_t nameLimit(const std::string &folder)
+{
+    const long limit = ::pathconf(folder.c_str(), _PC_NAME_MAX);
+    return limit > 0 ? size_t(limit) : 255;
+}
+
+// At most bytes of a UTF-8 name, not cutting a character in two.
+std::string cutUtf8(std::string name, size_t bytes)
+{
+    if (name.size() <= bytes) {
+        return name;
+    }
+    size_t end = bytes;
+    while (end > 0 && (uchar(name[end]) & 0xC0) == 0x80) {
+        --end;
+    }
+    name.resize(end);
+    return name;
+}
+
+// Copies the extended attributes of one open file to another (access control lists are some);
+// what the file system refuses is left out.
+void copyExtendedAttributes(int from, int to)
+{
+    const ssize_t length = ::flistxattr(from, nullptr, 0);
+    if (length <= 0) {
+        return;
+    }
+    std::string names(size_t(length), '\0');
+    if (::flistxattr(from, names.data(), names.size()) != length) {
+        return;
+    }
+    for (size_t at = 0; at < names.size(); at += std::strlen(names.c_str() + at) + 1) {
+        const char *name = names.c_str() + at;
+        const ssize_t size = ::fgetxattr(from, name, nullptr, 0);
+        if (size < 0) {
+            continue;
+        }
+        std::string value(size_t(size), '\0');
+        if (::fgetxattr(from, name, value.data(), value.size()) == size) {
+            [[maybe_unused]] const int ignored
+                = ::fsetxattr(to, name, value.data(), value.size(), 0);
+        }
+    }
+}
+
+} // namespace
+
+void removeStaleTemporaries(const QString &folder)
+{
+    const QDir dir(folder);
+    const QStringList candidates
+        = dir.entryList({QLatin1String("*") + QLatin1String(temporaryMark) + QLatin1String("*")},
+                        QDir::Files | QDir::Hidden | QDir::System);
+    static const QRegularExpression made(QStringLiteral("\\.quire-(\\d+)-[A-Za-z0-9]{6}$"));
+    for (const QString &name : candidates) {
+        const auto match = made.match(name);
+        if (!match.hasMatch()) {
+            continue;
+        }
+        // Another process's file while it runs; a dead one's is left over.
+        const pid_t pid = pid_t(match.captured(1).toLongLong());
+        if (pid == ::getpid() || ::kill(pid, 0) == 0 || errno != ESRCH) {
+            continue;
+        }
+        QFile::remove(dir.filePath(name));
+    }
+}
+
 PendingOutput::PendingOutput(const QString &target)
     : m_target(target)
 {
     const QFileInfo info(target);
-    // Hidden, beside the target, so the rename stays within one file system.
-    m_tempPath = encodePath(info.absolutePath() + QLatin1String("/.") + info.fileName()
-                            + QLatin1String(".quire-XXXXXX"));
+    // Hidden, beside the target, so the rename stays within one file system; the target's name
+    // is cut where the whole would pass the name limit.
+    const std::string folder = encodePath(info.absolutePath());
+    const std::string mark = temporaryMark + std::to_string(::getpid()) + "-XXXXXX";
+    const std::string name
+        = cutUtf8(encodePath(info.fileName()), nameLimit(folder) - mark.size() - 1);
+    m_tempPath = folder + "/." + name + mark;
     const int fd = ::mkostemp(m_tempPath.data(), O_CLOEXEC);
     if (fd < 0) {
         m_error = errnoText(errno);
@@ -390,8 +472,8 @@ bool PendingOutput::commit(bool sync)
         ok = false;
         error = errno;
     }
-    // A replaced file keeps its permissions, and its owner where the system allows; a new one
-    // gets the usual permissions for new files.
+    // A replaced file keeps its permissions, its extended attributes, and its owner where the
+    // system allows; a new one gets the usual permissions for new files.
     mode_t mode = 0;
     struct stat existing;
     const std::string target = encodePath(m_target);
@@ -400,6 +482,11 @@ bool PendingOutput::commit(bool sync)
         if (existing.st_uid != ::geteuid() || existing.st_gid != ::getegid()) {
             [[maybe_unused]] const int ignored
                 = ::fchown(::fileno(file), existing.st_uid, existing.st_gid);
+        }
+        const int old = ::open(target.c_str(), O_RDONLY | O_CLOEXEC);
+        if (old >= 0) {
+            copyExtendedAttributes(old, ::fileno(file));
+            ::close(old);
         }
     } else {
         mode = 0666 & ~processUmask();
@@ -415,6 +502,15 @@ bool PendingOutput::commit(bool sync)
     if (ok && ::rename(m_tempPath.c_str(), target.c_str()) != 0) {
         ok = false;
         error = errno;
+    }
+    if (ok && sync) {
+        // The rename itself reaches the disk with the folder.
+        const std::string folder = encodePath(QFileInfo(m_target).absolutePath());
+        const int dir = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        if (dir >= 0) {
+            ::fsync(dir);
+            ::close(dir);
+        }
     }
     if (!ok) {
         m_error = errnoText(error);

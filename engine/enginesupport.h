@@ -62,8 +62,7 @@ OpenDocument openDocument(const QString &path,
                           bool readPages = true,
                           OpenFiles *group = nullptr);
 
-// The page count as the page tree states it, without reading every page (which means parsing
-// most of a large document); the pages themselves when the tree states no count.
+// The pages the page tree holds, found by walking it (its /Count is not trusted).
 qint64 pageCount(QPDF &pdf);
 // Page 1, found by descending the page tree; null when there is none.
 QPDFObjectHandle firstPage(QPDF &pdf);
@@ -101,8 +100,9 @@ void copyDocumentInfo(QPDF &source, QPDF &target);
 struct WriteSettings
 {
     PDFVersion minimumVersion{1, 3};
-    // Flush the file to disk before it replaces the target (in-place edits).
-    bool sync = false;
+    // Flush the file to disk before it replaces the target, and the folder after: a crash then
+    // finds the old file or the new one.
+    bool sync = true;
     // The document replaces itself (in-place edits): it stays encrypted if it was, and keeps
     // the first part of its ID. Outputs are written unencrypted, with an ID from their bytes.
     bool inPlace = false;
@@ -118,7 +118,14 @@ bool writeDocument(QPDF &pdf, const QString &target, const WriteSettings &settin
 // Writes pdf into output without committing it, for callers that must release the input first.
 bool writeDocument(QPDF &pdf, PendingOutput &output, const WriteSettings &settings);
 
-// A temporary file beside a target, renamed over the target by commit(); removed otherwise.
+// Removes the temporary files that writes of processes no longer running left in folder (a
+// program that was killed cannot remove its own). Cheap enough to call once per folder a run
+// writes into.
+void removeStaleTemporaries(const QString &folder);
+
+// A temporary file beside a target, renamed over the target by commit(); removed otherwise. Its
+// name says it is Quire's and which process made it, and fits the file system's name limit
+// whatever the target's name.
 class PendingOutput
 {
 public:
@@ -132,9 +139,11 @@ public:
     const QString &target() const { return m_target; }
     const std::string &tempPath() const { return m_tempPath; }
     QString errorText() const { return m_error; }
-    // Closes the file (synced to disk first when asked), gives it the target's permissions
-    // and renames it over the target.
-    bool commit(bool sync);
+    // Closes the file, synced to disk, gives it the target's permissions, owner and extended
+    // attributes (its access control lists among them) where it replaces one, renames it over
+    // the target and syncs the folder, so that a crash afterwards finds the old file or the new
+    // one, whole.
+    bool commit(bool sync = true);
 
 private:
     QString m_target;

@@ -82,6 +82,31 @@ std::optional<UpdateBase> lastSectionOf(BlockInputSource &source, qint64 fileSiz
 }
 
 // Whether the changes can be written as an update to the source's bytes, and from where.
+// A document that carries a signature: its form says signatures exist, or a signature field
+// has a value.
+bool isSigned(QPDF &pdf)
+{
+    auto form = pdf.getRoot().getKey("/AcroForm");
+    if (!form.isDictionary()) {
+        return false;
+    }
+    auto flags = form.getKey("/SigFlags");
+    if (flags.isInteger() && (flags.getIntValue() & 1)) {
+        return true;
+    }
+    auto fields = form.getKey("/Fields");
+    if (!fields.isArray()) {
+        return false;
+    }
+    for (auto field : fields.aitems()) {
+        if (field.isDictionary() && field.getKey("/FT").isNameAndEquals("/Sig")
+            && !field.getKey("/V").isNull()) {
+            return true;
+        }
+    }
+    return false;
+}
+
 std::optional<UpdateBase> updateBaseOf(QPDF &pdf,
                                        bool repaired,
                                        BlockInputSource &source,
@@ -374,9 +399,18 @@ bool UpdatableDocument::write(const std::vector<QPDFObjectHandle> &changed,
 {
     QPDF &pdf = *m_pdf;
     const PDFVersion version = versionOf(pdf);
-    const auto base = version < settings.minimumVersion
+    // A whole new file holds nothing of what the edit replaced (a stamp over the page, an old
+    // author): every document is written so, but a signed one, whose signature covers its
+    // bytes as they are; its edit follows them as an update.
+    const bool keepBytes = isSigned(pdf);
+    const auto base = !keepBytes || version < settings.minimumVersion
                           ? std::nullopt
                           : updateBaseOf(pdf, m_repaired, *m_input, m_size, changed, added);
+    if (base) {
+        qCWarning(lcEngine).noquote().nospace()
+            << m_path << " is signed: the change is added after its signed bytes, which stay in "
+            << target << " with the earlier version";
+    }
     PendingOutput output(target);
     if (!output.file()) {
         qCWarning(lcEngine).noquote().nospace()
@@ -426,10 +460,6 @@ bool UpdatableDocument::writeWhole(PendingOutput &output, const WriteSettings &s
             << "Cannot write " << output.target() << ": no page of " << m_path << " can be read";
         return false;
     }
-    qCInfo(lcEngine).noquote().nospace()
-        << m_path
-        << ": written whole (it needed repair, is encrypted, or its version or cross-references "
-           "allow no update)";
     return writeDocument(pdf, output, settings);
 }
 

@@ -1,8 +1,8 @@
 #pragma once
 
-// Engine-internal: a document changed in memory and written as its source's bytes followed by an
-// incremental update holding what changed. Copying the bytes costs a fraction of writing every
-// object anew, which for a document of a few hundred pages is most of an edit's time.
+// Engine-internal: a document changed in memory and written anew, whole, so that nothing of what
+// the change replaced stays in the file; a signed document, whose signature covers its bytes, is
+// written as those bytes followed by an incremental update holding what changed.
 
 #include "enginesupport.h"
 
@@ -34,11 +34,11 @@ public:
     // Null when the file does not open as a PDF (the reason is logged).
     QPDF *pdf() const { return m_pdf.get(); }
 
-    // Writes the document to target. The changed objects of the source and the added ones (made
-    // since it was read) go into an update after the source's bytes when the source allows one:
-    // read without repairs, not encrypted, of at least settings.minimumVersion, with
-    // cross-references an update can follow. Otherwise the whole document is written, of at
-    // least that version; a damaged one of which no page can be read is not written at all.
+    // Writes the document to target, whole, of at least settings.minimumVersion; a damaged one
+    // of which no page can be read is not written at all. A signed source keeps its bytes: the
+    // changed objects and the added ones (made since it was read) go into an update after them,
+    // when the source allows one (read without repairs, not encrypted, of at least that version,
+    // with cross-references an update can follow).
     // With settings.inPlace, target is the source itself: a rewrite keeps its encryption and the
     // first part of its ID, and the document is closed (pdf() becomes null) before its
     // replacement is renamed over it.

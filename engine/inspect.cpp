@@ -196,3 +196,8 @@ QString PDFTools::LibraryVersion()
 {
     return QString::fromStdString(QPDF::QPDFVersion());
 }
+
+void PDFTools::RemoveStaleTemporaryFiles(const QString &folder)
+{
+    removeStaleTemporaries(folder);
+}

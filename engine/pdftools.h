@@ -28,6 +28,9 @@ public:
 
     // The version of the PDF library in use ("11.3.0").
     static QString LibraryVersion();
+    // Removes from folder the temporary files that writes of processes no longer running left
+    // (a program that was killed cannot remove its own). Once per folder a run writes into.
+    static void RemoveStaleTemporaryFiles(const QString &folder);
 
     // Inspection
 

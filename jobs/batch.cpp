@@ -1,12 +1,15 @@
 #include "batch.h"
 
 #include "diagnostics.h"
+#include "engine/pdftools.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QHash>
 #include <QLoggingCategory>
+#include <QSet>
 #include <QTemporaryFile>
 
 #include <cerrno>
@@ -60,8 +63,11 @@ QString fileKey(const QString &path)
 QString reserveBeside(const QString &target)
 {
     const QFileInfo info(target);
-    QTemporaryFile file(
-        info.dir().filePath(QStringLiteral(".%1.XXXXXX.pdf").arg(info.completeBaseName())));
+    // Named as the engine names its temporary files, so that one a killed run left is removed
+    // by the next run as theirs are.
+    QTemporaryFile file(info.dir().filePath(QStringLiteral(".%1.quire-%2-XXXXXX")
+                                                .arg(info.fileName())
+                                                .arg(QCoreApplication::applicationPid())));
     file.setAutoRemove(false);
     return file.open() ? file.fileName() : QString();
 }
@@ -154,8 +160,16 @@ void Batch::plan(const PlanOptions &options)
         for (PlannedOutput &output : m_plan.documents[d].outputs) {
             const QString key = fileKey(output.path);
             const int input = listed.value(key, -1);
-            if (input >= 0 && m_inputs.size() == 1 && guardsOnlyDocument()) {
+            const QFileInfo existing(output.path);
+            if (existing.exists() && !existing.isFile()) {
                 output.refused = true;
+                output.refusal = QStringLiteral("%1 is a folder, not a file: it is not written")
+                                     .arg(output.path);
+            } else if (input >= 0 && m_inputs.size() == 1 && guardsOnlyDocument()) {
+                output.refused = true;
+                output.refusal = QStringLiteral("%1 is the only document listed: it is not "
+                                                "written over")
+                                     .arg(output.path);
             } else if (input >= 0 && input != d) {
                 output.deferred = true;
             }
@@ -174,6 +188,9 @@ void Batch::decide(const Question &ask, const DecisionTaken &taken)
     Naming::OverwritePass pass(ask);
     for (DocumentPlan &document : m_plan.documents) {
         for (PlannedOutput &output : document.outputs) {
+            if (output.refused && !QFileInfo(output.path).isFile()) {
+                continue; // a folder is not to be overwritten: nobody is asked
+            }
             output.decision = pass.decide(output.path);
             if (taken) {
                 taken(output.path, output.decision);
@@ -191,8 +208,18 @@ RunResult Batch::run(const RunOptions &options, RunObserver *observer)
     }
     const int documents = int(m_plan.documents.size());
     const int jobs = m_plan.sharedOutputs ? 1 : std::max(1, options.jobs);
+    // What an earlier run that was killed left half-written beside the files this one writes
+    // goes first (the documents themselves, for a tool that edits them in place).
+    QSet<QString> folders;
     for (const DocumentPlan &document : std::as_const(m_plan.documents)) {
         result.documents << DocumentResult{document.input};
+        folders.insert(QFileInfo(document.input).absolutePath());
+        for (const PlannedOutput &output : document.outputs) {
+            folders.insert(QFileInfo(output.path).absolutePath());
+        }
+    }
+    for (const QString &folder : std::as_const(folders)) {
+        PDFTools::RemoveStaleTemporaryFiles(folder);
     }
 
     // The work, in document order: each document's outputs that are to be written, in one unit
@@ -212,9 +239,7 @@ RunResult Batch::run(const RunOptions &options, RunObserver *observer)
             if (output.refused) {
                 documentResult.processed = true;
                 documentResult.success = false;
-                documentResult.messages << QStringLiteral("%1 is the only document listed: it is "
-                                                          "not written over")
-                                               .arg(output.path);
+                documentResult.messages << output.refusal;
                 continue;
             }
             writable << o;

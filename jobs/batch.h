@@ -59,8 +59,10 @@ struct PlannedOutput
     QString path;
     Naming::PageInterval interval; // split: the pages it holds
     Naming::OverwriteDecision decision = Naming::OverwriteDecision::Write;
-    // The only listed document itself: never written, and the run fails.
+    // The only listed document itself, or a folder (anything but a file): never written, and
+    // the run fails for it; nobody is asked about it.
     bool refused = false;
+    QString refusal; // why
     // Lands on a listed document that the run has yet to read: written beside it first and
     // moved over it once every document is done.
     bool deferred = false;

@@ -47,14 +47,17 @@ RunResult MergeJob::run(const RunOptions &options, RunObserver *observer)
         }
         return result;
     };
-    if (output.decision == Naming::OverwriteDecision::Skip) {
+    const bool folder = output.refused && !QFileInfo(m_output).isFile();
+    if (!folder && output.decision == Naming::OverwriteDecision::Skip) {
         return finish(); // the existing file is left as it is
     }
     if (output.refused) {
         result.documents.front().processed = true;
         result.documents.front().success = false;
         result.documents.front().messages
-            << QStringLiteral("%1 is the only input: it is not merged into itself").arg(m_output);
+            << (folder ? output.refusal
+                       : QStringLiteral("%1 is the only input: it is not merged into itself")
+                             .arg(m_output));
         return finish();
     }
 

@@ -1,5 +1,7 @@
 #include "profiles.h"
 
+#include "numbers.h"
+
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonParseError>
@@ -98,11 +100,11 @@ bool readValue(const QJsonObject &json, const QString &key, qint64 &value, QStri
     }
     // The whole-number part, as a window reads its field; one that no count can reach is an
     // error rather than a number that wraps around.
-    const double whole = std::trunc(number);
-    if (!(std::abs(whole) < 9.0e18)) {
+    const auto whole = wholeNumber(number);
+    if (!whole) {
         return fail(error, QStringLiteral("\"%1\" is out of range").arg(key));
     }
-    value = qint64(whole);
+    value = *whole;
     return true;
 }
 

@@ -141,6 +141,9 @@ void write(const QString &path, const Document &document)
         pdf.getRoot().replaceKey("/Names", Object::parse("<< >>"));
         pdf.getRoot().getKey("/Names").replaceKey("/Dests", tree.getObjectHandle());
     }
+    if (document.signedForm) {
+        pdf.getRoot().replaceKey("/AcroForm", Object::parse("<< /Fields [ ] /SigFlags 3 >>"));
+    }
     if (!document.noInfo) {
         auto info = pdf.makeIndirectObject(Object::newDictionary());
         const std::pair<const char *, QString> texts[] = {{"/Title", document.title},

@@ -43,6 +43,7 @@ struct Document
     // /XRefStm, as some writers make for readers that predate streams.
     bool hybrid = false;
     bool wrongStartxref = false; // the cross-reference table is not where startxref says
+    bool signedForm = false;     // its form says it holds signatures
 };
 
 // n pages of letter size with markers "p1" ... "pn".

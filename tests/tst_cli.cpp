@@ -4,14 +4,18 @@
 #include "testpdf.h"
 
 #include <QDirIterator>
+#include <QElapsedTimer>
 #include <QImage>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QMap>
 #include <QProcess>
+#include <QRandomGenerator>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <csignal>
 
 using TestPdf::row;
 
@@ -63,6 +67,7 @@ private slots:
     void sameResultForAnyNumberOfJobs_data();
     void sameResultForAnyNumberOfJobs();
     void previewsShowTheSettings();
+    void killedPropertiesRuns();
 
 private:
     Result quire(const QStringList &args, const QByteArray &input = {});
@@ -95,6 +100,7 @@ void TestCli::writeDocuments()
     // readonly.pdf cannot be written; out/book(Page3).pdf is there already. Profiles:
     // split.json, watermark.json, props.json.
     QDir(m_dir->path()).mkdir("out");
+    QDir(m_dir->path()).mkdir("folder.pdf");
     TestPdf::write(path("out/book(Page3).pdf"), TestPdf::pages(1, "old"));
     TestPdf::write(path("book.pdf"), TestPdf::pages(5));
     TestPdf::Document a = TestPdf::pages(2, "a");
@@ -189,6 +195,10 @@ void TestCli::runs_data()
     row("merge without an encrypted input", "merge -o all.pdf a.pdf locked.pdf",
         1, notMerged, "locked.pdf", "all.pdf: a1 a2");
     row("merge over its only input", "merge --overwrite all -o a.pdf a.pdf", 1, notMerged, "", "");
+    row("merge into a folder", "merge --overwrite all -o out a.pdf b.pdf", 1, notMerged,
+        "is a folder", "");
+    row("crop into a name that is a folder", "crop -d . --name folder --overwrite all --rect "
+        "0,0,9,9 a.pdf b.pdf", 1, notCropped, "folder.pdf is a folder", "");
 
     // out/book(Page3).pdf exists: without a terminal to ask on, it is skipped, as with "none".
     row("split every 2.7 pages as 2", "split -d out --every 2.7 book.pdf", 0, split, "skipped",
@@ -321,6 +331,10 @@ void TestCli::info()
     QCOMPARE(r.exitCode, 1);
     QVERIFY(r.out.contains("Page size: 612 x 792"));
     QVERIFY(r.err.contains("missing.pdf"));
+    // Only files that do not open: nothing to tell of, a usage error.
+    r = quire({"info", "missing.pdf", "gone.pdf"});
+    QCOMPARE(r.exitCode, 2);
+    QVERIFY(r.err.contains("missing.pdf") && r.err.contains("gone.pdf"));
 }
 
 void TestCli::sameResultForAnyNumberOfJobs_data()
@@ -403,6 +417,57 @@ void TestCli::previewsShowTheSettings()
     }
     QVERIFY2(darker > 10000, qPrintable(QString::number(darker)));
     QCOMPARE(TestPdf::files(m_dir->path()), (QStringList{"a.pdf", "c.png", "page.png", "w.png"}));
+}
+
+void TestCli::killedPropertiesRuns()
+{
+    // A properties run killed at any moment leaves every document as it was or as the run makes
+    // it, whole; what it left half-written is gone after the next run.
+    QStringList names;
+    QDir(m_dir->path()).mkdir("done");
+    for (int i = 0; i < 4; ++i) {
+        names << QStringLiteral("d%1.pdf").arg(i);
+        TestPdf::Document document = TestPdf::pages(60, QStringLiteral("d%1-").arg(i));
+        document.title = "Old";
+        TestPdf::write(path(names.back()), document);
+        QFile::copy(path(names.back()), path("done/" + names.back()));
+    }
+    const QStringList edit{"properties", "--yes", "--jobs", "1", "--title", "New [Original]"};
+    QMap<QString, QByteArray> before;
+    QElapsedTimer clock;
+    clock.start();
+    QProcess whole;
+    whole.setWorkingDirectory(path("done"));
+    whole.start(QUIRE_BINARY, edit + names);
+    QVERIFY(whole.waitForFinished(60000) && whole.exitCode() == 0);
+    const int duration = int(clock.elapsed());
+    for (const QString &name : names) {
+        before[name] = TestPdf::contents(path(name));
+    }
+    // The new version: whole, its 60 pages and its new title.
+    const auto edited = [](const QString &file) {
+        const auto read = TestPdf::read(file);
+        return read.opened && read.clean && read.pages.size() == 60 && read.title == "New Old";
+    };
+    QVERIFY(edited(path("done/" + names.front())));
+    for (int trial = 0; trial < 100; ++trial) {
+        for (const QString &name : names) {
+            TestPdf::writeBytes(path(name), before[name]);
+        }
+        QProcess process;
+        process.setWorkingDirectory(m_dir->path());
+        process.start(QUIRE_BINARY, edit + names);
+        QVERIFY(process.waitForStarted());
+        QTest::qSleep(QRandomGenerator::global()->bounded(duration + 1));
+        ::kill(pid_t(process.processId()), SIGKILL);
+        process.waitForFinished();
+        for (const QString &name : names) {
+            QVERIFY2(TestPdf::contents(path(name)) == before[name] || edited(path(name)),
+                     qPrintable(QStringLiteral("trial %1: %2 is neither").arg(trial).arg(name)));
+        }
+    }
+    QVERIFY(quire(edit + names).exitCode == 0);
+    QCOMPARE(TestPdf::files(m_dir->path()).filter(".quire-"), QStringList{});
 }
 
 QTEST_GUILESS_MAIN(TestCli)

@@ -18,6 +18,7 @@
 #include <QJsonObject>
 #include <QLoggingCategory>
 #include <QPdfDocument>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QXmlStreamReader>
@@ -143,6 +144,7 @@ private slots:
     void cropKeepsTheDocument();
     void writeFailures_data();
     void writeFailures();
+    void documentIds();
     void propertyTemplates_data();
     void propertyTemplates();
     void propertiesSaved_data();
@@ -946,12 +948,15 @@ void TestEngine::propertyTemplates()
 
 void TestEngine::propertiesSaved_data()
 {
+    // Written anew, so that nothing of the old values stays in the file; a signed document keeps
+    // its signed bytes and gets an update after them.
     QTest::addColumn<QString>("kind");
     QTest::addColumn<bool>("appended"); // the original bytes stay as they were, at the start
-    row("cross-reference table", "table", true);
-    row("cross-reference stream", "stream", true);
+    row("cross-reference table", "table", false);
+    row("cross-reference stream", "stream", false);
     row("hybrid cross-references", "hybrid", false);
     row("encrypted", "encrypted", false);
+    row("signed", "signed", true);
 }
 
 void TestEngine::propertiesSaved()
@@ -963,6 +968,7 @@ void TestEngine::propertiesSaved()
     document.objectStreams = kind == "stream";
     document.hybrid = kind == "hybrid";
     document.encrypt = kind == "encrypted";
+    document.signedForm = kind == "signed";
     TestPdf::write(path("doc.pdf"), document);
     const QByteArray original = contents(path("doc.pdf"));
 
@@ -977,6 +983,7 @@ void TestEngine::propertiesSaved()
     QCOMPARE(read.markers(), (QStringList{"p1", "p2", "p3"}));
     QCOMPARE(pdfiumTitle(path("doc.pdf")), QStringLiteral("Naïve ☃ 2"));
     QCOMPARE(contents(path("doc.pdf")).startsWith(original), appended);
+    QCOMPARE(contents(path("doc.pdf")).contains("(Old)"), appended);
     QCOMPARE(PDFTools::LoadTest(path("doc.pdf")) == PDFTools::LoadStatus::Encrypted,
              document.encrypt);
     QCOMPARE(TestPdf::files(m_dir->path()), QStringList{"doc.pdf"});
@@ -993,6 +1000,35 @@ void TestEngine::propertiesKeepPermissionsAndLinks()
     QVERIFY(QFileInfo(path("link.pdf")).isSymLink());
     QCOMPARE(TestPdf::read(path("doc.pdf")).title, QStringLiteral("link"));
     QCOMPARE(QFileInfo(path("doc.pdf")).permissions() & 0x7077, mode & 0x7077);
+}
+
+void TestEngine::documentIds()
+{
+    // Outputs of the same size that differ only in the middle get different IDs; the same
+    // output written twice gets the same one.
+    const auto idOf = [](const QString &file) {
+        static const QRegularExpression id("/ID \\[ *<([0-9a-fA-F]+)>");
+        return id.match(QString::fromLatin1(contents(file))).captured(1);
+    };
+    for (const char *marker : {"A", "B"}) {
+        // Large enough that its beginning and end do not meet.
+        TestPdf::Document document = TestPdf::pages(400);
+        document.pages[200].marker = QString::fromLatin1(marker);
+        TestPdf::write(path(QStringLiteral("%1.pdf").arg(marker)), document);
+        QVERIFY(PDFTools::CropPDF(path(QStringLiteral("%1.pdf").arg(marker)),
+                                  {},
+                                  path(QStringLiteral("out%1.pdf").arg(marker)),
+                                  0,
+                                  0,
+                                  100,
+                                  100,
+                                  false));
+    }
+    QCOMPARE(QFileInfo(path("outA.pdf")).size(), QFileInfo(path("outB.pdf")).size());
+    QVERIFY(!idOf(path("outA.pdf")).isEmpty());
+    QVERIFY(idOf(path("outA.pdf")) != idOf(path("outB.pdf")));
+    QVERIFY(PDFTools::CropPDF(path("A.pdf"), {}, path("again.pdf"), 0, 0, 100, 100, false));
+    QCOMPARE(idOf(path("again.pdf")), idOf(path("outA.pdf")));
 }
 
 QTEST_MAIN(TestEngine)

@@ -13,6 +13,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <unistd.h>
+
 using Jobs::Blocker;
 using Naming::OverwriteAnswer;
 using TestPdf::row;
@@ -54,6 +56,8 @@ private slots:
     void blockers();
     void stoppedRuns();
     void failuresAreNamed();
+    void folderGoneDuringARun_data();
+    void folderGoneDuringARun();
     void profiles_data();
     void profiles();
 
@@ -247,6 +251,64 @@ void TestJobs::failuresAreNamed()
                  qPrintable(failures.front().messages.join('\n')));
         QCOMPARE(result.documents[2].written, QStringList{path("out/d2_Cropped.pdf")});
         QVERIFY(result.documents[2].messages.isEmpty());
+    }
+}
+
+void TestJobs::folderGoneDuringARun_data()
+{
+    QTest::addColumn<bool>("removed"); // else made read-only
+    row("removed", true);
+    row("made read-only", false);
+}
+
+void TestJobs::folderGoneDuringARun()
+{
+    // The output folder goes away after the second document: the rest of the batch fails, each
+    // for that reason, and no document is harmed.
+    QFETCH(bool, removed);
+    if (!removed && ::geteuid() == 0) {
+        QSKIP("the superuser writes into a read-only folder");
+    }
+    QDir(m_dir->path()).mkdir("out");
+    QStringList inputs;
+    QList<QByteArray> before;
+    for (int i = 0; i < 5; ++i) {
+        inputs << document(QStringLiteral("d%1.pdf").arg(i), 2);
+        before << TestPdf::contents(inputs.back());
+    }
+    Jobs::CropSettings settings;
+    settings.folder = path("out");
+    Jobs::CropJob job(inputs, settings);
+    job.plan({1});
+    job.decide(answering(OverwriteAnswer::No));
+    struct Vandal final : Jobs::RunObserver
+    {
+        QString folder;
+        bool removed;
+        void documentFinished(int index, const Jobs::DocumentResult &) override
+        {
+            if (index == 1) {
+                if (removed) {
+                    QDir(folder).removeRecursively();
+                } else {
+                    QFile::setPermissions(folder, QFileDevice::ReadOwner | QFileDevice::ExeOwner);
+                }
+            }
+        }
+    } vandal;
+    vandal.folder = path("out");
+    vandal.removed = removed;
+    const Jobs::RunResult result = job.run({1}, &vandal);
+    QFile::setPermissions(path("out"),
+                          QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+    QVERIFY(!result.success);
+    for (int i = 0; i < 5; ++i) {
+        QCOMPARE(result.documents[i].success, i < 2);
+        QCOMPARE(TestPdf::contents(inputs[i]), before[i]);
+        if (i >= 2) {
+            QVERIFY2(result.documents[i].messages.join(' ').contains(path("out")),
+                     qPrintable(result.documents[i].messages.join(' ')));
+        }
     }
 }
 

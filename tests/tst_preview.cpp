@@ -732,21 +732,27 @@ void TestPreview::colouredEdgesOverWhite()
 
 void TestPreview::updateOrWhole_data()
 {
+    // Written whole, so that the unstamped pages are not in the output; a signed document keeps
+    // its signed bytes with an update after them, when its version allows.
     QTest::addColumn<QString>("version");
     QTest::addColumn<bool>("encrypted");
+    QTest::addColumn<bool>("signedForm");
     QTest::addColumn<QList<qint64>>("pages"); // of 3; none listed: every page
     QTest::addColumn<bool>("updated");        // the output starts with the source's bytes
     QTest::addColumn<QString>("written");
-    row("1.7, pages 2 and 7 of 3: an update", "1.7", false, QList<qint64>{2, 7}, true, "1.7");
+    using Pages = QList<qint64>;
+    row("1.7, pages 2 and 7 of 3: whole", "1.7", false, false, Pages{2, 7}, false, "1.7");
+    row("signed, pages 2 and 7 of 3: an update", "1.7", false, true, Pages{2, 7}, true, "1.7");
     // Soft masks need 1.4, which an update cannot declare.
-    row("1.3, every page: whole, as 1.4", "1.3", false, QList<qint64>(), false, "1.4");
-    row("encrypted, pages 1 and 3: whole", "1.7", true, QList<qint64>{1, 3}, false, "1.7");
+    row("signed 1.3, every page: whole, as 1.4", "1.3", false, true, Pages(), false, "1.4");
+    row("encrypted, pages 1 and 3: whole", "1.7", true, false, Pages{1, 3}, false, "1.7");
 }
 
 void TestPreview::updateOrWhole()
 {
     QFETCH(QString, version);
     QFETCH(bool, encrypted);
+    QFETCH(bool, signedForm);
     QFETCH(QList<qint64>, pages);
     QFETCH(bool, updated);
     QFETCH(QString, written);
@@ -754,6 +760,7 @@ void TestPreview::updateOrWhole()
     document.title = "Kept";
     document.version = version;
     document.encrypt = encrypted;
+    document.signedForm = signedForm;
     TestPdf::write(path("in.pdf"), document);
     WatermarkSettings settings = textOnly("Draft", 0);
     QVERIFY(stamp(path("in.pdf"), settings, path("out.pdf"), pages));
