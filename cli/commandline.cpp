@@ -36,20 +36,19 @@ ExtensionLoader loadExtensions = nullptr;
 // The usage text of `quire --help`: the command line's own subcommands, then the extensions'.
 void printUsage()
 {
-    std::fputs(
-        "Usage:\n"
-        "  quire                                   open the launcher window\n"
-        "  quire [--] PDF...                       the launcher with these documents\n"
-        "  quire info [--json] FILE...\n"
-        "  quire merge -o OUTPUT INPUT...\n"
-        "  quire split -d DIR (--every N | --ranges EXPR) [--name TEMPLATE]\n"
-        "              [--profile FILE] INPUT...\n"
-        "  quire crop -d DIR --rect X,Y,W,H [--percent] [--pages EXPR] [--name TEMPLATE]\n"
-        "             [--profile FILE] INPUT...\n"
-        "  quire crop --rect X,Y,W,H [--percent] --preview N -o OUT.png FILE\n"
-        "  quire properties [--title T] [--author T] [--subject T] [--keywords T] [--yes]\n"
-        "                   [--profile FILE] INPUT...\n",
-        stdout);
+    std::fputs("Usage:\n"
+               "  quire                                   open the launcher window\n"
+               "  quire [--] PDF...                       the launcher with these documents\n"
+               "  quire info [--json] FILE...\n"
+               "  quire merge -o OUTPUT INPUT...\n"
+               "  quire split -d DIR (--every N | --ranges EXPR) [--name TEMPLATE]\n"
+               "              [--profile FILE] INPUT...\n"
+               "  quire crop -d DIR --rect X,Y,W,H [--percent] [--pages EXPR] [--name TEMPLATE]\n"
+               "             [--profile FILE] INPUT...\n"
+               "  quire crop --rect X,Y,W,H [--percent] --preview N -o OUT.png FILE\n"
+               "  quire properties [--title T] [--author T] [--subject T] [--keywords T] [--yes]\n"
+               "                   [--profile FILE] INPUT...\n",
+               stdout);
     if (const Extensions *more = extensions()) {
         std::fputs(more->usage, stdout);
     }
