@@ -481,6 +481,28 @@ void DocumentList::acceptDrop(const QList<QUrl> &urls, int row)
     }
 }
 
+void DocumentList::addDocuments(const QStringList &paths)
+{
+    for (const QString &path : paths) {
+        if (m_paths.contains(path)) {
+            continue;
+        }
+        const auto status = PDFTools::LoadTest(path);
+        if (status != PDFTools::LoadStatus::Loadable) {
+            remember(path, status);
+            continue;
+        }
+        insertPath(int(m_paths.size()), path);
+    }
+    updateCount();
+    updateButtons();
+    emit listChanged();
+    if (!m_rejected.isEmpty()) {
+        // Queued: the window about to open is the alert's parent.
+        QTimer::singleShot(0, this, &DocumentList::ShowCorruptedPDFsMessage);
+    }
+}
+
 void DocumentList::ShowCorruptedPDFsMessage()
 {
     Alerts::Notice notice{

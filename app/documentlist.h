@@ -110,6 +110,10 @@ public:
     // without the PDF extension and listed ones are skipped silently; files that fail the load
     // test bring the damaged-or-encrypted alert half a second later.
     void acceptDrop(const QList<QUrl> &urls, int row);
+    // Lists the documents the window starts with (the launcher's), in the order given, after
+    // those listed. Listed ones are skipped silently; files that fail the load test bring the
+    // damaged-or-encrypted alert once the window is shown.
+    void addDocuments(const QStringList &paths);
     // The damaged-or-encrypted alert, naming each rejected file with its reason.
     void ShowCorruptedPDFsMessage();
 

@@ -35,6 +35,7 @@ public:
     ~ToolWindow() override;
 
     Alerts &alerts() const { return m_alerts; }
+    DocumentList *documentList() const { return m_documents; }
     bool isRunning() const { return m_running; }
     const QString &currentProfilePath() const { return m_currentProfilePath; }
 

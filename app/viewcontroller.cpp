@@ -1,11 +1,14 @@
 #include "viewcontroller.h"
 
+#include "app/documentlist.h"
 #include "app/viewcontrollercrop.h"
 #include "app/viewcontrollermerge.h"
 #include "app/viewcontrollerproperties.h"
 #include "app/viewcontrollersplit.h"
 #include "app/viewcontrollerwatermark.h"
 #include "ui_viewcontroller.h"
+
+#include <QFileInfo>
 
 namespace {
 
@@ -58,14 +61,35 @@ ViewController::ViewController(Alerts &alerts, QWidget *parent)
 
 ViewController::~ViewController() = default;
 
+void ViewController::setPendingDocuments(const QStringList &paths)
+{
+    m_pending = paths;
+    QStringList names;
+    for (const QString &path : paths.mid(0, 3)) {
+        names << QFileInfo(path).fileName();
+    }
+    QString text = names.join(QStringLiteral(", "));
+    if (paths.size() > names.size()) {
+        text += tr(" and %n more", nullptr, int(paths.size() - names.size()));
+    }
+    ui->labelPendingDocuments->setText(tr("Ready for the next tool you open: %1.").arg(text));
+    ui->labelPendingDocuments->setVisible(!paths.isEmpty());
+}
+
 void ViewController::openTool(Tool tool)
 {
     const ToolWindowFactory factory = toolWindowFactory(tool);
     if (!factory) {
         return;
     }
-    // A new window each time: the tool starts from its defaults.
+    // A new window each time: the tool starts from its defaults, and with the documents the
+    // launcher was started with the first time.
     const std::unique_ptr<ToolWindow> window = factory(m_alerts, this);
+    if (!m_pending.isEmpty()) {
+        const QStringList documents = m_pending;
+        setPendingDocuments({});
+        window->documentList()->addDocuments(documents);
+    }
     emit toolWindowOpened(window.get());
     window->exec();
 }

@@ -17,26 +17,92 @@
 
 namespace Cli {
 
+namespace {
+
+// The line broken at blanks into lines of at most 79 columns, each continuation indented by
+// hangingIndent; a bracketed group such as "[--name TEMPLATE]" is never broken.
+QStringList wrapLine(const QString &line, qsizetype hangingIndent)
+{
+    constexpr qsizetype Width = 79;
+    // The words, a bracketed group counting as one; the line's own indentation stays.
+    qsizetype indent = 0;
+    while (indent < line.size() && line[indent] == QLatin1Char(' ')) {
+        ++indent;
+    }
+    QStringList words;
+    QString word;
+    int depth = 0;
+    for (const QChar c : QStringView(line).mid(indent)) {
+        if (c == QLatin1Char(' ') && depth == 0) {
+            if (!word.isEmpty()) {
+                words << std::exchange(word, {});
+            }
+            continue;
+        }
+        if (c == QLatin1Char('[') || c == QLatin1Char('(')) {
+            ++depth;
+        } else if ((c == QLatin1Char(']') || c == QLatin1Char(')')) && depth > 0) {
+            --depth;
+        }
+        word += c;
+    }
+    if (!word.isEmpty()) {
+        words << word;
+    }
+    QStringList lines;
+    QString current = QString(indent, QLatin1Char(' '));
+    bool empty = true;
+    for (const QString &w : std::as_const(words)) {
+        if (!empty && current.size() + 1 + w.size() > Width) {
+            lines << current;
+            current = QString(hangingIndent, QLatin1Char(' '));
+            empty = true;
+        }
+        current += (empty ? QString() : QStringLiteral(" ")) + w;
+        empty = false;
+    }
+    lines << current;
+    return lines;
+}
+
+} // namespace
+
 bool parseArguments(QCommandLineParser &parser,
                     const QStringList &args,
                     const QString &synopsis,
-                    const QString &description)
+                    const QString &description,
+                    const QString &example)
 {
     parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
     parser.setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsOptions);
     const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")},
                                   QStringLiteral("Show this help."));
     parser.addOption(help);
-    parser.setApplicationDescription(description);
     if (!parser.parse(args)) {
         throw UsageError{parser.errorText()};
     }
     if (parser.isSet(help)) {
-        QString text = parser.helpText();
-        // Qt's first line names the program only; ours shows the whole synopsis.
-        const qsizetype firstBreak = text.indexOf(QLatin1Char('\n'));
-        text = QStringLiteral("Usage: ") + synopsis + text.mid(firstBreak);
-        printResult(text.trimmed());
+        // Qt's first line names the program only; ours shows every form of the command, each
+        // continued under the words after the subcommand's name.
+        QStringList text;
+        QString prefix = QStringLiteral("Usage: ");
+        for (const QString &form : synopsis.split(QLatin1Char('\n'))) {
+            const QString line = prefix + form.trimmed();
+            const qsizetype name = line.indexOf(QLatin1String("quire "));
+            const qsizetype hanging = line.indexOf(QLatin1Char(' '), name + 6) + 1;
+            text << wrapLine(line, hanging);
+            prefix = QStringLiteral("       ");
+        }
+        text << wrapLine(description, 0);
+        const QString qtText = parser.helpText();
+        text << qtText.mid(qtText.indexOf(QLatin1Char('\n')) + 1)
+                    .trimmed()
+                    .prepend(QLatin1Char('\n'));
+        text << QString() << QStringLiteral("Example:");
+        for (const QString &command : example.split(QLatin1Char('\n'))) {
+            text << QStringLiteral("  ") + command;
+        }
+        printResult(text.join(QLatin1Char('\n')));
         return false;
     }
     return true;

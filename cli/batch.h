@@ -26,11 +26,14 @@ struct UsageError
 };
 
 // Adds -h/--help and the given options; parses args (the subcommand's name first). Prints help
-// and returns false for --help; throws UsageError on a parse error.
+// and returns false for --help; throws UsageError on a parse error. The help is the synopsis
+// (alternative forms on lines of their own), the description, Qt's list of the options and
+// arguments, and the example (a line each command), every line within 80 columns.
 bool parseArguments(QCommandLineParser &parser,
                     const QStringList &args,
                     const QString &synopsis,
-                    const QString &description);
+                    const QString &description,
+                    const QString &example);
 
 enum class OverwriteMode { Ask, All, None };
 

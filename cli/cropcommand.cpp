@@ -101,7 +101,9 @@ int cropCommand(const QStringList &args)
                            "       quire crop --rect X,Y,W,H [--percent] --preview N -o OUT.png "
                            "FILE"),
             QStringLiteral("Cut each page, or the chosen pages, of each document to one "
-                           "rectangle."))) {
+                           "rectangle."),
+            QStringLiteral(
+                "quire crop -d cropped --rect 36,36,540,720 --pages \"[1-3]\" scan.pdf"))) {
         return ExitSuccess;
     }
     const bool percents = parser.isSet(QStringLiteral("percent"));

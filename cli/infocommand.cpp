@@ -24,7 +24,8 @@ int infoCommand(const QStringList &args)
                         args,
                         QStringLiteral("quire info [--json] FILE..."),
                         QStringLiteral("Page count, page size, file size, encryption, title, "
-                                       "author, subject and keywords of each file."))) {
+                                       "author, subject and keywords of each file."),
+                        QStringLiteral("quire info --json report.pdf scans/*.pdf"))) {
         return ExitSuccess;
     }
     const Inputs inputs = collectInputs(parser.positionalArguments(), false);

@@ -20,7 +20,8 @@ int mergeCommand(const QStringList &args)
     if (!parseArguments(parser,
                         args,
                         QStringLiteral("quire merge -o OUTPUT INPUT..."),
-                        QStringLiteral("Join the documents, in the order given, into one."))) {
+                        QStringLiteral("Join the documents, in the order given, into one."),
+                        QStringLiteral("quire merge -o book.pdf cover.pdf chapter*.pdf"))) {
         return ExitSuccess;
     }
     if (!parser.isSet(QStringLiteral("o"))) {

@@ -30,7 +30,8 @@ int propertiesCommand(const QStringList &args)
                         QStringLiteral("quire properties [--title T] [--author T] [--subject T] "
                                        "[--keywords T] [--yes] [--profile FILE] INPUT..."),
                         QStringLiteral("Rewrite the title, author, subject and keywords of each "
-                                       "document from templates, in place."))) {
+                                       "document from templates, in place."),
+                        QStringLiteral("quire properties --author \"Finance Team\" --yes *.pdf"))) {
         return ExitSuccess;
     }
     // The profile gives the templates the command line leaves out.

@@ -38,7 +38,8 @@ int splitCommand(const QStringList &args)
                            "[--profile FILE] "
                            "INPUT..."),
             QStringLiteral("Cut each document into several, by runs of pages or by page "
-                           "intervals."))) {
+                           "intervals."),
+            QStringLiteral("quire split -d chapters --ranges \"[1-12],[13-40]\" book.pdf"))) {
         return ExitSuccess;
     }
     // The profile gives the settings the command line leaves out.

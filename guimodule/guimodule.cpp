@@ -3,6 +3,7 @@
 
 #include "app/viewcontroller.h"
 #include "app/widgetalerts.h"
+#include "cli/commandline.h"
 #include "cli/commands.h"
 #include "cli/extensions.h"
 #include "imagecommands.h"
@@ -57,16 +58,21 @@ const Cli::Extensions extensions{
 
 extern "C" Q_DECL_EXPORT int quire_launcher(int argc, char **argv)
 {
-    QApplication app(argc, argv);
+    // The arguments are documents (a file manager's "Open With"), never Qt's options: a file
+    // named "-style" is a document too.
+    const QStringList documents = Cli::launcherDocuments(argc, argv);
+    int applicationArgc = 1;
+    QApplication app(applicationArgc, argv);
     QApplication::setApplicationName(QStringLiteral("quire"));
     QApplication::setApplicationDisplayName(QStringLiteral("Quire"));
     QApplication::setApplicationVersion(QStringLiteral(QUIRE_VERSION));
-    QApplication::setDesktopFileName(QStringLiteral("quire"));
+    QApplication::setDesktopFileName(QStringLiteral(QUIRE_APP_ID));
     QApplication::setWindowIcon(
-        QIcon::fromTheme(QStringLiteral("quire"), QIcon(QStringLiteral(":/icons/quire.png"))));
+        QIcon::fromTheme(QStringLiteral(QUIRE_APP_ID), QIcon(QStringLiteral(":/icons/quire.png"))));
 
     WidgetAlerts alerts;
     ViewController launcher(alerts);
+    launcher.setPendingDocuments(documents);
     launcher.show();
     const int status = QApplication::exec();
     // A run stopped by Quit ends its document first: nothing is left half-written.

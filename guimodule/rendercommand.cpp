@@ -36,7 +36,8 @@ int renderCommand(const QStringList &args)
                         QStringLiteral("quire render FILE [--page N] -o OUT.png"),
                         QStringLiteral("Write a page as the preview shows it: 4 pixels per point "
                                        "(288 dpi), on white, annotations drawn, rotated as "
-                                       "displayed."))) {
+                                       "displayed."),
+                        QStringLiteral("quire render book.pdf --page 3 -o page3.png"))) {
         return ExitSuccess;
     }
     const QString output = readOutputImage(parser);

@@ -216,15 +216,18 @@ int watermarkCommand(const QStringList &args)
     addWatermarkOptions(parser);
     addBatchOptions(parser, true);
     parser.addPositionalArgument(QStringLiteral("INPUT"), QStringLiteral("PDF documents."));
-    if (!parseArguments(parser,
-                        args,
-                        QStringLiteral("quire watermark -d DIR [text options] [image options] "
-                                       "[--pages EXPR] [--name TEMPLATE] [--profile FILE] "
-                                       "INPUT...\n"
-                                       "       quire watermark [text and image options] "
-                                       "--preview N -o OUT.png FILE"),
-                        QStringLiteral("Stamp a text and a picture on every page, or on the "
-                                       "pages given, of each document."))) {
+    if (!parseArguments(
+            parser,
+            args,
+            QStringLiteral("quire watermark -d DIR [text options] [image options] "
+                           "[--pages EXPR] [--name TEMPLATE] [--profile FILE] "
+                           "INPUT...\n"
+                           "       quire watermark [text and image options] "
+                           "--preview N -o OUT.png FILE"),
+            QStringLiteral("Stamp a text and a picture on every page, or on the "
+                           "pages given, of each document."),
+            QStringLiteral(
+                "quire watermark -d out --text DRAFT --size 72 --text-position center *.pdf"))) {
         return ExitSuccess;
     }
     const Jobs::WatermarkSettings settings = checked(readSettings(parser));

@@ -17,59 +17,81 @@
 #include <list>
 #include <mutex>
 
-// The image view: the preview image scaled into its frame, its aspect kept (letterboxed), drawn
-// with smooth scaling.
-class PreviewImageView final : public QWidget
+PreviewImageView::PreviewImageView(QWidget *parent)
+    : QWidget(parent)
 {
-public:
-    explicit PreviewImageView(QWidget *parent)
-        : QWidget(parent)
-    {
-        setObjectName(QStringLiteral("imageViewPDFPreview"));
-        setAttribute(Qt::WA_OpaquePaintEvent, false);
-    }
+    setObjectName(QStringLiteral("imageViewPDFPreview"));
+    setAttribute(Qt::WA_OpaquePaintEvent, false);
+}
 
-    void setImage(const QImage &image)
-    {
-        m_image = image;
-        update();
-    }
-    // Where the image lies in the view.
-    QRectF imageRect() const
-    {
-        if (m_image.isNull()) {
-            return {};
-        }
-        QSizeF size = m_image.size();
-        size.scale(QSizeF(this->size()), Qt::KeepAspectRatio);
-        return QRectF(QPointF((width() - size.width()) / 2, (height() - size.height()) / 2), size);
-    }
-    // A selection drawn over the image (view pixels); empty for none.
-    void setSelection(const QRectF &selection)
-    {
-        m_selection = selection;
-        update();
-    }
+void PreviewImageView::setImage(const QImage &image)
+{
+    m_image = image;
+    m_halvings.clear();
+    m_scaled = QImage();
+    update();
+}
 
-protected:
-    void paintEvent(QPaintEvent *event) override
-    {
-        QPainter painter(this);
-        painter.fillRect(event->rect(), palette().color(QPalette::Dark));
-        if (!m_image.isNull()) {
-            painter.setRenderHint(QPainter::SmoothPixmapTransform);
-            painter.drawImage(imageRect(), m_image);
-        }
-        if (!m_selection.isEmpty()) {
-            painter.setPen(QPen(palette().color(QPalette::Highlight), 1, Qt::DashLine));
-            painter.drawRect(m_selection);
-        }
+QRectF PreviewImageView::imageRect() const
+{
+    if (m_image.isNull()) {
+        return {};
     }
+    QSizeF size = m_image.size();
+    size.scale(QSizeF(this->size()), Qt::KeepAspectRatio);
+    return QRectF(QPointF((width() - size.width()) / 2, (height() - size.height()) / 2), size);
+}
 
-private:
-    QImage m_image;
-    QRectF m_selection;
-};
+void PreviewImageView::setSelection(const QRectF &selection)
+{
+    m_selection = selection;
+    update();
+}
+
+const QImage &PreviewImageView::imageFor(QSize deviceSize)
+{
+    // Enlarged, or one to one: the image itself, smoothly filtered.
+    if (deviceSize.width() >= m_image.width() || deviceSize.isEmpty()) {
+        return m_image;
+    }
+    // Shrunk: every device pixel the average of the image pixels it covers. Drawn straight
+    // from a page image many times larger, bilinear filtering reads four pixels for each one
+    // drawn, and thin lines and small text come out broken. The image is averaged down to the
+    // screen's pixels once for each size shown, from its last halving still as large (zooming
+    // in steps stays quick).
+    if (m_scaled.size() != deviceSize) {
+        const QImage *source = &m_image;
+        for (std::size_t level = 0; source->width() / 2 >= deviceSize.width(); ++level) {
+            if (level == m_halvings.size()) {
+                m_halvings.push_back(source->scaled(source->width() / 2,
+                                                    std::max(source->height() / 2, 1),
+                                                    Qt::IgnoreAspectRatio,
+                                                    Qt::SmoothTransformation));
+            }
+            source = &m_halvings[level];
+        }
+        m_scaled = source->scaled(deviceSize, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    }
+    return m_scaled;
+}
+
+void PreviewImageView::paintEvent(QPaintEvent *event)
+{
+    QPainter painter(this);
+    painter.fillRect(event->rect(), palette().color(QPalette::Dark));
+    if (!m_image.isNull()) {
+        // Device pixels: on a dense screen (a device pixel ratio of 2) the page is drawn from
+        // twice the pixels.
+        const QRectF target = imageRect();
+        painter.setRenderHint(QPainter::SmoothPixmapTransform);
+        const QSize device = (target.size() * devicePixelRatioF()).toSize();
+        painter.drawImage(target, imageFor(device));
+    }
+    if (!m_selection.isEmpty()) {
+        painter.setPen(QPen(palette().color(QPalette::Highlight), 1, Qt::DashLine));
+        painter.drawRect(m_selection);
+    }
+}
 
 namespace {
 

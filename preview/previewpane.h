@@ -14,10 +14,36 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <vector>
 
 class QLabel;
 class QPushButton;
-class PreviewImageView;
+
+// The image view: the preview image scaled into its frame, its aspect kept (letterboxed), sharp at
+// any size and device pixel ratio: shrunk, it is averaged down to the screen's device pixels.
+class PreviewImageView final : public QWidget
+{
+public:
+    explicit PreviewImageView(QWidget *parent);
+
+    void setImage(const QImage &image);
+    // Where the image lies in the view.
+    QRectF imageRect() const;
+    // A selection drawn over the image (view pixels); empty for none.
+    void setSelection(const QRectF &selection);
+
+protected:
+    void paintEvent(QPaintEvent *event) override;
+
+private:
+    // What to draw over a screen area of deviceSize device pixels.
+    const QImage &imageFor(QSize deviceSize);
+
+    QImage m_image;
+    std::vector<QImage> m_halvings; // made as a smaller size asks for them
+    QImage m_scaled;                // the last size drawn
+    QRectF m_selection;
+};
 
 // The zoom and pan of the preview's image view inside its visible area, in the coordinates the
 // arithmetic is written in: origin at the bottom left, y upward. The image view's frame is

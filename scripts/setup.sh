@@ -8,8 +8,11 @@ QUIRE_ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 QUIRE_PACKAGES=(build-essential cmake ninja-build ccache pkg-config
     qt6-base-dev qt6-pdf-dev libqpdf-dev libjemalloc-dev qt6-image-formats-plugins libqt6svg6
     fonts-liberation fonts-dejavu-core fonts-comic-neue fonts-urw-base35 xdg-utils)
-# To test it: qpdf and poppler's tools read back what Quire wrote; clang builds the fuzzers.
-QUIRE_TEST_PACKAGES=(qpdf poppler-utils clang libclang-rt-14-dev)
+# To test it: qpdf and poppler's tools read back what Quire wrote; clang builds the fuzzers; the
+# validators of the desktop entry and the AppStream file, man and bash-completion check the
+# manual page and the completion.
+QUIRE_TEST_PACKAGES=(qpdf poppler-utils clang libclang-rt-14-dev
+    desktop-file-utils appstream man-db bash-completion)
 
 # Installs whichever of the given packages are missing (through sudo when not root); nothing
 # when all are present.

@@ -85,6 +85,7 @@ private slots:
     void splitSettingsAndProfiles();
     void windowClosedDuringARun();
     void launcherAndMenus();
+    void launcherWithDocuments();
     void tableOfManyDocuments();
     void stoppedRuns_data();
     void stoppedRuns();
@@ -618,6 +619,41 @@ void TestApp::launcherAndMenus()
     child<QAction>(&launcher, "actionHowToCropPDFDocuments")->trigger();
     const QUrl page = QUrl::fromLocalFile(MainMenu::helpPagePath(Tool::Crop));
     QCOMPARE(m_alerts.log, QStringList{"url|" + page.toString()});
+}
+
+void TestApp::launcherWithDocuments()
+{
+    // quire FILE... or "Open With": the next tool opened lists the documents that pass the load
+    // test, in the order given, and names the others once its window is up; the tool after it
+    // starts empty.
+    TestPdf::writeBytes(path("damaged.pdf"), "%PDF-1.4\nthis is not a document\n");
+    const QStringList given{
+        document("b.pdf"), path("damaged.pdf"), document("a.pdf"), path("gone.pdf")};
+    ViewController launcher(m_alerts);
+    launcher.setPendingDocuments(given);
+    auto *label = child<QLabel>(&launcher, "labelPendingDocuments");
+    QVERIFY(!label->isHidden());
+    QCOMPARE(label->text(),
+             "Ready for the next tool you open: b.pdf, damaged.pdf, a.pdf and 1 more.");
+
+    QList<QStringList> listed;
+    QList<qsizetype> alertsBeforeShown;
+    connect(&launcher, &ViewController::toolWindowOpened, this, [&](ToolWindow *window) {
+        listed << window->documentList()->listPdfPaths();
+        alertsBeforeShown << m_alerts.log.size();
+        QTimer::singleShot(0, window, [window] { window->close(); });
+    });
+    launcher.openTool(Tool::Crop);
+    QCOMPARE(m_alerts.log,
+             QStringList{"message|" + QString::fromLatin1(RejectedDocumentsText)
+                         + "\n\ndamaged.pdf: not a PDF document, or damaged\ngone.pdf: no such "
+                           "file, or it cannot be read"});
+    QVERIFY(label->isHidden());
+    m_alerts.log.clear();
+    launcher.openTool(Tool::Merge);
+    QCOMPARE(listed, (QList<QStringList>{{given[0], given[2]}, {}}));
+    QCOMPARE(alertsBeforeShown, (QList<qsizetype>{0, 0}));
+    QCOMPARE(m_alerts.log, QStringList{});
 }
 
 void TestApp::tableOfManyDocuments()

@@ -1,8 +1,10 @@
 // The command line as a script sees it: the exit status, the last line of stdout, stderr, and
 // the files written (and no other file touched).
 
+#include "cli/commandline.h"
 #include "testpdf.h"
 
+#include <QDir>
 #include <QDirIterator>
 #include <QElapsedTimer>
 #include <QImage>
@@ -12,6 +14,7 @@
 #include <QMap>
 #include <QProcess>
 #include <QRandomGenerator>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -68,6 +71,10 @@ private slots:
     void sameResultForAnyNumberOfJobs();
     void previewsShowTheSettings();
     void killedPropertiesRuns();
+    void help_data();
+    void help();
+    void launcherOrCommandLine_data();
+    void launcherOrCommandLine();
 
 private:
     Result quire(const QStringList &args, const QByteArray &input = {});
@@ -166,7 +173,7 @@ void TestCli::runs_data()
     const QString notEdited = "Could not update PDF document(s) properties.";
 
     // clang-format off
-    row("help", "--help", 0, "Exit status: 0 success, 1 the run failed, 2 usage error.", "", "");
+    row("help", "--help", 0, "  quire merge -o all.pdf a.pdf b.pdf c.pdf", "", "");
     usage("unknown subcommand", "frobnicate", "frobnicate");
     usage("unknown option", "merge --bogus -o x.pdf a.pdf", "bogus");
     usage("merge without output", "merge a.pdf", "-o");
@@ -468,6 +475,101 @@ void TestCli::killedPropertiesRuns()
     }
     QVERIFY(quire(edit + names).exitCode == 0);
     QCOMPARE(TestPdf::files(m_dir->path()).filter(".quire-"), QStringList{});
+}
+
+void TestCli::help_data()
+{
+    QTest::addColumn<QString>("subcommand");
+    for (const char *name :
+         {"", "info", "merge", "split", "crop", "properties", "render", "watermark"}) {
+        QTest::newRow(*name ? name : "quire") << QString::fromLatin1(name);
+    }
+}
+
+void TestCli::help()
+{
+    // Every help fits a terminal of 80 columns and ends with commands to copy, each a command
+    // of its own subcommand.
+    QFETCH(QString, subcommand);
+    const Result result
+        = quire(subcommand.isEmpty() ? QStringList{"--help"} : QStringList{subcommand, "--help"});
+    QCOMPARE(result.exitCode, 0);
+    const QStringList lines = result.out.trimmed().split('\n');
+    for (const QString &line : lines) {
+        QVERIFY2(line.size() <= 80,
+                 qPrintable(QString("%1 columns: %2").arg(line.size()).arg(line)));
+    }
+    const qsizetype heading = lines.lastIndexOf(QRegularExpression("^Examples?:$"));
+    QVERIFY(heading > 0);
+    QVERIFY(heading < lines.size() - 1);
+    for (const QString &example : lines.mid(heading + 1)) {
+        QVERIFY2(example.startsWith("  quire " + subcommand), qPrintable(example));
+    }
+}
+
+namespace {
+
+const Cli::Subcommand extensionSubcommands[] = {{"render", nullptr}};
+const Cli::Extensions extensions{extensionSubcommands, 1, "", nullptr};
+const Cli::Extensions *loadExtensions()
+{
+    return &extensions;
+}
+
+} // namespace
+
+void TestCli::launcherOrCommandLine_data()
+{
+    // The arguments, split at blanks (a file of each name in the working folder when the name
+    // is in "files"); whether they ask for the command line; the launcher's documents,
+    // relative to the working folder.
+    QTest::addColumn<QString>("args");
+    QTest::addColumn<QString>("files");
+    QTest::addColumn<bool>("commandLine");
+    QTest::addColumn<QString>("documents");
+    // clang-format off
+    row("no arguments", "", "", false, "");
+    row("a subcommand, also when a file has its name", "merge -o all.pdf a.pdf", "merge", true, "");
+    row("the extensions' subcommand", "render a.pdf -o a.png", "render", true, "");
+    row("an option", "--version", "", true, "");
+    row("a mistyped subcommand", "mrege -o all.pdf a.pdf", "", true, "");
+    row("documents, each once", "b.pdf a.PDF b.pdf", "", false, "b.pdf a.PDF");
+    row("a file without extension", "scan a.pdf", "scan", false, "scan a.pdf");
+    row("a path", "scans/x", "", false, "scans/x");
+    row("a file named as a subcommand, after --", "-- merge -- a.pdf", "merge", false,
+        "merge -- a.pdf");
+    // clang-format on
+}
+
+void TestCli::launcherOrCommandLine()
+{
+    QFETCH(QString, args);
+    QFETCH(QString, files);
+    QFETCH(bool, commandLine);
+    QFETCH(QString, documents);
+    for (const QString &file : files.split(' ', Qt::SkipEmptyParts)) {
+        QVERIFY(TestPdf::writeBytes(path(file), "%PDF-1.4\n"));
+    }
+    const QString before = QDir::currentPath();
+    QDir::setCurrent(m_dir->path());
+    std::vector<QByteArray> words{"quire"};
+    for (const QString &arg : args.split(' ', Qt::SkipEmptyParts)) {
+        words.push_back(arg.toUtf8());
+    }
+    std::vector<char *> argv;
+    for (QByteArray &word : words) {
+        argv.push_back(word.data());
+    }
+    const bool wanted = Cli::wantsCommandLine(int(argv.size()), argv.data(), loadExtensions);
+    QStringList expected;
+    for (const QString &document : documents.split(' ', Qt::SkipEmptyParts)) {
+        expected << path(document);
+    }
+    const QStringList launcherDocuments
+        = wanted ? QStringList() : Cli::launcherDocuments(int(argv.size()), argv.data());
+    QDir::setCurrent(before);
+    QCOMPARE(wanted, commandLine);
+    QCOMPARE(launcherDocuments, expected);
 }
 
 QTEST_GUILESS_MAIN(TestCli)
