@@ -108,8 +108,7 @@ void OnHowTo(Tool tool, Alerts &alerts, QWidget *window)
 QString aboutText()
 {
     return QStringLiteral("Quire %1\nBatch work on PDF files: merge, split, crop, watermark and "
-                          "edit properties.\n\nLicence: GNU General Public License, version 3 "
-                          "or later.\n\nQt %2, qpdf %3.")
+                          "edit properties.\n\nQt %2, qpdf %3.")
         .arg(QStringLiteral(QUIRE_VERSION), QLatin1String(qVersion()), PDFTools::LibraryVersion());
 }
 
