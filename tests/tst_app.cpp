@@ -15,6 +15,7 @@
 #include "testpdf.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QDir>
 #include <QGroupBox>
 #include <QLabel>
@@ -92,6 +93,7 @@ private slots:
     void closingAndEscape();
     void resultsNameFailuresAndFiles();
     void mnemonicsAreUnique();
+    void keyboardReachesEveryControl();
 
 private:
     QString path(const QString &name) const { return m_dir->filePath(name); }
@@ -825,6 +827,93 @@ void TestApp::resultsNameFailuresAndFiles()
     QCOMPARE(m_alerts.notices[m_alerts.notices.size() - 2].icon, Alerts::Notice::Icon::Information);
     // The desktop could not open the folder: said, with the path.
     QVERIFY(m_alerts.log.last().startsWith("message|The desktop could not open " + path("out")));
+}
+
+void TestApp::keyboardReachesEveryControl()
+{
+    // Tab from the first control visits every control a key can reach once, then comes back;
+    // in the list windows, in reading order.
+    ViewController launcher(m_alerts);
+    ViewControllerMerge merge(m_alerts);
+    ViewControllerSplit split(m_alerts);
+    ViewControllerCrop crop(m_alerts);
+    ViewControllerWatermark watermark(m_alerts);
+    ViewControllerProperties properties(m_alerts);
+    const QMap<QWidget *, QStringList> orders{
+        {&merge,
+         {"tableViewPDF",
+          "buttonAddPDF",
+          "buttonRemoveSelected",
+          "buttonRemoveAll",
+          "buttonMoveUp",
+          "buttonMoveDown",
+          "buttonMergePDF"}},
+        {&split,
+         {"tableViewPDF",
+          "buttonAddPDFDocument",
+          "buttonRemoveSelected",
+          "buttonRemoveAll",
+          "radioConsecutivePageSplit",
+          "textFieldPagesPerInterval",
+          "radioIntervalSplit",
+          "textFieldPagesIntervals",
+          "textFieldNames",
+          "textFieldFolder",
+          "buttonBrowse",
+          "buttonSplitPDFDocuments"}},
+    };
+    for (QWidget *window : std::initializer_list<QWidget *>{
+             &launcher, &merge, &split, &crop, &watermark, &properties}) {
+        window->show();
+        QVERIFY(QTest::qWaitForWindowActive(window));
+        // Of a group of radio buttons, Tab reaches the chosen one; the arrows move between them.
+        QList<QWidget *> reachable;
+        for (QWidget *widget : window->findChildren<QWidget *>()) {
+            const auto *radio = qobject_cast<QRadioButton *>(widget);
+            if (widget->isVisible() && widget->isEnabled() && (widget->focusPolicy() & Qt::TabFocus)
+                && !widget->focusProxy() && !(radio && !radio->isChecked())) {
+                reachable << widget;
+            }
+        }
+        QWidget *first = window->nextInFocusChain();
+        while (!reachable.contains(first)) {
+            first = first->nextInFocusChain();
+        }
+        first->setFocus(Qt::TabFocusReason);
+        QList<QWidget *> visited{first};
+        for (int step = 0; step < 2 * reachable.size(); ++step) {
+            QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+            if (QApplication::focusWidget() == first) {
+                break;
+            }
+            visited << QApplication::focusWidget();
+        }
+        const auto names = [](const QList<QWidget *> &widgets) {
+            QStringList result;
+            for (const QWidget *widget : widgets) {
+                result << widget->metaObject()->className() + QString(":") + widget->objectName();
+            }
+            return result;
+        };
+        QCOMPARE(QApplication::focusWidget(), first);
+        QStringList expected = names(reachable);
+        if (orders.contains(window)) {
+            expected.clear();
+            for (const QString &name : orders[window]) {
+                auto *widget = window->findChild<QWidget *>(name);
+                if (reachable.contains(widget)) {
+                    expected << names({widget});
+                }
+            }
+            QCOMPARE(names(visited).join(" "), expected.join(" "));
+        } else {
+            QStringList got = names(visited);
+            got.sort();
+            expected.sort();
+            QCOMPARE(got.join(" "), expected.join(" "));
+        }
+        window->hide();
+    }
 }
 
 void TestApp::mnemonicsAreUnique()
