@@ -1,12 +1,17 @@
 // Merge and split: pages are copied as page objects, so their content stays as it is (vector,
 // unchanged, shared fonts and images stored once) and each page keeps its rotation and
-// annotations. Links between copied pages are pointed at the copies (linkrepair.cpp).
+// annotations. Links between copied pages are pointed at the copies (linkrepair.cpp), and the
+// bookmarks and page labels go with the pages they belong to (outline.cpp).
 
 #include "enginesupport.h"
 #include "linkrepair.h"
+#include "outline.h"
 #include "pdftools.h"
 
+#include <QFileInfo>
+
 #include <qpdf/QPDFAcroFormDocumentHelper.hh>
+#include <qpdf/QPDFPageLabelDocumentHelper.hh>
 
 using namespace Engine;
 
@@ -21,9 +26,11 @@ public:
         : m_out(out)
     {}
 
-    // Appends pages first..last-1 of source in order. A page that cannot be copied ends the
-    // document's copy ("Error occurred in creating page"); false then.
-    bool appendPages(QPDF &source, NamedDestinations &names, size_t first, size_t last);
+    // Appends pages first..last-1 of source in order, each with its copy in copies. A page that
+    // cannot be copied ends the document's copy ("Error occurred in creating page"); false then.
+    bool appendPages(QPDF &source, size_t first, size_t last, std::vector<CopiedPage> &copies);
+    // Form fields and links of the copied pages, links pointed through map.
+    void repair(QPDF &source, const std::vector<CopiedPage> &copies, DestinationMap &map);
 
 private:
     void copyFormFields(QPDF &source, const std::vector<CopiedPage> &copies);
@@ -32,13 +39,14 @@ private:
     std::unique_ptr<QPDFAcroFormDocumentHelper> m_outForms;
 };
 
-bool PageCopier::appendPages(QPDF &source, NamedDestinations &names, size_t first, size_t last)
+bool PageCopier::appendPages(QPDF &source,
+                             size_t first,
+                             size_t last,
+                             std::vector<CopiedPage> &copies)
 {
     const auto &pages = source.getAllPages();
     last = std::min(last, pages.size());
-    std::vector<CopiedPage> copies;
     copies.reserve(last > first ? last - first : 0);
-    bool complete = true;
     for (size_t i = first; i < last; ++i) {
         try {
             m_out.addPage(pages[i], false);
@@ -47,17 +55,17 @@ bool PageCopier::appendPages(QPDF &source, NamedDestinations &names, size_t firs
             qCWarning(lcEngine).noquote().nospace()
                 << "Error occurred in creating page " << (i + 1) << " of "
                 << QString::fromStdString(source.getFilename()) << ": " << e.what();
-            complete = false;
-            break;
+            return false;
         }
     }
-    guarded("Cannot copy the form fields of", QString::fromStdString(source.getFilename()), [&] {
-        copyFormFields(source, copies);
-    });
-    guarded("Cannot repair the links of", QString::fromStdString(source.getFilename()), [&] {
-        repairLinks(source, names, copies);
-    });
-    return complete;
+    return true;
+}
+
+void PageCopier::repair(QPDF &source, const std::vector<CopiedPage> &copies, DestinationMap &map)
+{
+    const QString path = QString::fromStdString(source.getFilename());
+    guarded("Cannot copy the form fields of", path, [&] { copyFormFields(source, copies); });
+    guarded("Cannot repair the links of", path, [&] { repairLinks(copies, map); });
 }
 
 void PageCopier::copyFormFields(QPDF &source, const std::vector<CopiedPage> &copies)
@@ -74,12 +82,26 @@ void PageCopier::copyFormFields(QPDF &source, const std::vector<CopiedPage> &cop
     }
 }
 
+// The bookmark that stands for a whole input: its title, or else its file name without ".pdf".
+std::string documentTitle(QPDF &source, const QString &path)
+{
+    QString title = infoText(source.getTrailer().getKey("/Info"), "/Title").simplified();
+    if (title.isEmpty()) {
+        title = QFileInfo(path).fileName();
+        if (title.endsWith(QLatin1String(".pdf"), Qt::CaseInsensitive)) {
+            title.chop(4);
+        }
+    }
+    return title.toStdString();
+}
+
 } // namespace
 
 bool PDFTools::MergePdfs(const QStringList &paths,
                          const QString &outputPath,
                          const MergeProgress &updateProgress,
-                         const StopRequested &stopRequested)
+                         const StopRequested &stopRequested,
+                         BookmarkPolicy bookmarks)
 {
     if (paths.isEmpty()) {
         qCWarning(lcEngine).noquote().nospace() << "Nothing to merge into " << outputPath;
@@ -96,6 +118,11 @@ bool PDFTools::MergePdfs(const QStringList &paths,
         out.setSuppressWarnings(true);
         out.emptyPDF();
         PageCopier copier(out);
+        MergedNames names;
+        OutlineBuilder outline;
+        PageLabels labels;
+        bool showOutline = false;
+        long long pageCount = 0;
         PDFVersion version(1, 3);
         for (qsizetype i = 0; i < paths.size(); ++i) {
             if (stopRequested && stopRequested()) {
@@ -113,17 +140,52 @@ bool PDFTools::MergePdfs(const QStringList &paths,
             if (updateProgress) {
                 updateProgress(int(i + 1));
             }
+            QPDF &pdf = *source.pdf;
             if (source.pages().empty()) {
                 qCWarning(lcEngine).noquote().nospace() << "No pages in " << paths[i];
                 result = false;
             }
-            NamedDestinations names(*source.pdf);
-            copier.appendPages(*source.pdf, names, 0, source.pages().size());
-            version.updateIfGreater(versionOf(*source.pdf));
+            std::vector<CopiedPage> copies;
+            copier.appendPages(pdf, 0, source.pages().size(), copies);
+            NamedDestinations sourceNames(pdf);
+            DestinationMap map(pdf, sourceNames, copies);
+            guarded("Cannot copy the named destinations of", paths[i], [&] {
+                names.addSource(pdf, map);
+                map.keepNames(&names);
+            });
+            copier.repair(pdf, copies, map);
+            if (bookmarks != BookmarkPolicy::None) {
+                guarded("Cannot copy the bookmarks of", paths[i], [&] {
+                    int parent = -1;
+                    if (bookmarks != BookmarkPolicy::Keep) {
+                        parent = outline.add(
+                            -1,
+                            OutlineBuilder::newItem(
+                                documentTitle(pdf, paths[i]),
+                                copies.empty() ? std::nullopt : std::optional(copies.front().copy)),
+                            true);
+                    }
+                    if (bookmarks != BookmarkPolicy::PerDocument) {
+                        outline.addAll(SourceOutline(pdf), map, parent);
+                    }
+                });
+            }
+            guarded("Cannot copy the page labels of", paths[i], [&] {
+                labels.add(pdf, 0, (long long)copies.size() - 1, pageCount);
+            });
+            pageCount += (long long)copies.size();
+            version.updateIfGreater(versionOf(pdf));
             if (i == 0) {
-                copyDocumentInfo(*source.pdf, out);
+                copyDocumentInfo(pdf, out);
+                showOutline = showsOutline(pdf);
             }
             sources.push_back(std::move(source));
+        }
+        names.write(out);
+        outline.write(out);
+        labels.write(out);
+        if (showOutline && !outline.empty()) {
+            out.getRoot().replaceKey("/PageMode", QPDFObjectHandle::newName("/UseOutlines"));
         }
         if (!writeDocument(out, outputPath, {version})) {
             result = false;
@@ -140,6 +202,9 @@ struct PdfSource::Private
     {}
     OpenDocument doc;
     NamedDestinations names;
+    // Read for the first piece that needs them.
+    std::optional<SourceOutline> outline;
+    std::unique_ptr<QPDFPageLabelDocumentHelper> labels;
 };
 
 PdfSource::PdfSource(const QString &path)
@@ -195,18 +260,21 @@ bool PDFTools::SplitPdf(PdfSource &source,
             result = false;
             return;
         }
-        QPDF &pdf = *source.d->doc.pdf;
+        PdfSource::Private &d = *source.d;
+        QPDF &pdf = *d.doc.pdf;
         const qint64 count = source.pageCount();
         // Pages outside the document end the copy there: the output keeps the pages before it
         // and gets no document attributes.
         const qint64 first = std::max<qint64>(startPage, 1);
         const qint64 last = std::min(stopPage, count);
         bool complete = startPage >= 1 && stopPage <= count;
+        PageCopier copier(out);
+        std::vector<CopiedPage> copies;
         if (startPage >= 1 && first <= last) {
-            complete
-                = PageCopier(out).appendPages(pdf, source.d->names, size_t(first - 1), size_t(last))
-                  && complete;
+            complete = copier.appendPages(pdf, size_t(first - 1), size_t(last), copies) && complete;
         }
+        DestinationMap map(pdf, d.names, copies);
+        copier.repair(pdf, copies, map);
         if (!complete) {
             qCWarning(lcEngine).noquote().nospace()
                 << "Error occurred in creating page: pages " << startPage << " to " << stopPage
@@ -214,10 +282,55 @@ bool PDFTools::SplitPdf(PdfSource &source,
             result = false;
         } else {
             copyDocumentInfo(pdf, out);
+            guarded("Cannot copy the bookmarks of", source.path(), [&] {
+                if (!d.outline) {
+                    d.outline.emplace(pdf);
+                    d.outline->resolvePages(pdf, d.names);
+                }
+                OutlineBuilder outline;
+                outline.addPart(*d.outline, map, first - 1, last - 1);
+                outline.write(out);
+                if (!outline.empty() && showsOutline(pdf)) {
+                    out.getRoot().replaceKey("/PageMode",
+                                             QPDFObjectHandle::newName("/UseOutlines"));
+                }
+            });
+            guarded("Cannot copy the page labels of", source.path(), [&] {
+                if (!d.labels) {
+                    d.labels = std::make_unique<QPDFPageLabelDocumentHelper>(pdf);
+                }
+                PageLabels labels;
+                labels.add(*d.labels, first - 1, last - 1, 0);
+                labels.write(out);
+            });
         }
         if (!writeDocument(out, destination, {versionOf(pdf)})) {
             result = false;
         }
     });
     return written && result;
+}
+
+PDFTools::DocumentOutline PDFTools::GetPDFOutline(const QString &path)
+{
+    DocumentOutline result;
+    auto doc = openDocument(path);
+    if (!doc.pdf) {
+        return result;
+    }
+    guarded("Cannot read the bookmarks of", path, [&] {
+        QPDF &pdf = *doc.pdf;
+        result.pages = qint64(doc.pages().size());
+        NamedDestinations names(pdf);
+        SourceOutline outline(pdf);
+        outline.resolvePages(pdf, names);
+        for (auto item : outline.items()) { // qpdf's handles have no const accessors
+            auto title = item.item.getKey("/Title");
+            result.entries << OutlineEntry{
+                item.level,
+                title.isString() ? QString::fromStdString(title.getUTF8Value()) : QString(),
+                item.page + 1};
+        }
+    });
+    return result;
 }

@@ -76,19 +76,31 @@ public:
 
     // Merge and split
 
+    // What a merge makes of the inputs' outlines (the bookmarks a viewer lists beside the
+    // pages): every input's outline one after the other (Keep); one bookmark per input, titled
+    // with the input's title or else its file name without ".pdf", leading to its first page
+    // (PerDocument); that bookmark with the input's outline under it (Nest); or none.
+    enum class BookmarkPolicy { Keep, PerDocument, Nest, None };
+
     // Called before each readable input is copied with its 1-based position in the list.
     using MergeProgress = std::function<void(int mergedFiles)>;
     // True to stop a merge before the next input: nothing is written then.
     using StopRequested = std::function<bool()>;
-    // Joins the documents in list order. False when an input could not be opened or had no
-    // pages, the merge was stopped, or the output could not be written; unreadable inputs are
-    // left out of the output.
+    // Joins the documents in list order. Links and bookmarks lead to the pages they led to;
+    // the inputs' named destinations are gathered into one name tree (a name an earlier input
+    // took gets a suffix, which the input's links and bookmarks follow), their page labels
+    // stay with their pages, and the output shows its outline on opening when the first input
+    // did. False when an input could not be opened or had no pages, the merge was stopped, or
+    // the output could not be written; unreadable inputs are left out of the output.
     static bool MergePdfs(const QStringList &paths,
                           const QString &outputPath,
                           const MergeProgress &updateProgress = {},
-                          const StopRequested &stopRequested = {});
+                          const StopRequested &stopRequested = {},
+                          BookmarkPolicy bookmarks = BookmarkPolicy::Keep);
 
-    // Copies pages startPage to stopPage (1-based, both included) into a new document.
+    // Copies pages startPage to stopPage (1-based, both included) into a new document, with
+    // the bookmarks that lead into these pages (and those above them, as headings that lead
+    // nowhere) and their page labels.
     // False when the source does not open, the range is empty or reaches outside the
     // document (the pages inside it are still written), or the output cannot be written.
     static bool
@@ -96,6 +108,20 @@ public:
     // The same on a document parsed once for all its intervals.
     static bool
     SplitPdf(PdfSource &source, const QString &destination, qint64 startPage, qint64 stopPage);
+
+    struct OutlineEntry
+    {
+        int level = 1;   // 1: the top level
+        QString title;   // as the viewer shows it
+        qint64 page = 0; // the target page (1-based); 0: none in the document
+    };
+    struct DocumentOutline
+    {
+        qint64 pages = 0;            // 0 when the document does not open
+        QList<OutlineEntry> entries; // in the order a viewer lists them
+    };
+    // The document's outline, read once: every bookmark however its links loop.
+    static DocumentOutline GetPDFOutline(const QString &path);
 
     // Crop
 

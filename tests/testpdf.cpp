@@ -9,9 +9,11 @@
 #include <qpdf/QPDFNameTreeObjectHelper.hh>
 #include <qpdf/QPDFObjectHandle.hh>
 #include <qpdf/QPDFPageDocumentHelper.hh>
+#include <qpdf/QPDFPageLabelDocumentHelper.hh>
 #include <qpdf/QPDFPageObjectHelper.hh>
 #include <qpdf/QPDFWriter.hh>
 
+#include <functional>
 #include <map>
 #include <set>
 
@@ -40,6 +42,230 @@ QRectF toRect(Object box)
 {
     const auto r = box.getArrayAsRectangle();
     return QRectF(r.llx, r.lly, r.urx - r.llx, r.ury - r.lly);
+}
+
+// The document's bookmarks, linked as a viewer expects them (or looping, when asked); targets
+// given by name are added to names, or to the catalog's /Dests dictionary.
+void writeOutline(QPDF &pdf,
+                  const Document &document,
+                  const std::vector<Object> &pages,
+                  std::map<std::string, Object> &names)
+{
+    if (document.outline.isEmpty()) {
+        return;
+    }
+    auto root = pdf.makeIndirectObject(Object::parse("<< /Type /Outlines >>"));
+    std::vector<Object> items;
+    std::vector<int> parents;
+    std::vector<int> above{-1}; // the latest item of each level, the root first
+    for (const Bookmark &b : document.outline) {
+        auto item = pdf.makeIndirectObject(Object::newDictionary());
+        item.replaceKey("/Title",
+                        b.titleNotText ? Object::newInteger(7)
+                                       : Object::newUnicodeString(b.title.toStdString()));
+        if (b.red) {
+            item.replaceKey("/C", Object::parse("[1 0 0]"));
+            item.replaceKey("/F", Object::newInteger(2));
+        }
+        if (b.page >= 0) {
+            // A page beyond the document is a page object the page tree does not hold.
+            const Object page = size_t(b.page) < pages.size()
+                                    ? pages[size_t(b.page)]
+                                    : pdf.makeIndirectObject(Object::parse("<< /Type /Page >>"));
+            const std::string name = "target." + std::to_string(b.page);
+            const auto explicitDest = Object::newArray({page, Object::newName("/Fit")});
+            switch (b.target) {
+            case Bookmark::Target::Dest:
+                item.replaceKey("/Dest", explicitDest);
+                break;
+            case Bookmark::Target::GoTo:
+                item.replaceKey("/A", Object::parse("<< /S /GoTo >>"));
+                item.getKey("/A").replaceKey("/D", explicitDest);
+                break;
+            case Bookmark::Target::NamedString:
+                item.replaceKey("/Dest", Object::newString(name));
+                names[name] = explicitDest;
+                break;
+            case Bookmark::Target::NamedName: {
+                auto dests = pdf.getRoot().getKey("/Dests");
+                if (!dests.isDictionary()) {
+                    pdf.getRoot().replaceKey("/Dests", Object::newDictionary());
+                    dests = pdf.getRoot().getKey("/Dests");
+                }
+                dests.replaceKey("/" + name, explicitDest);
+                item.replaceKey("/Dest", Object::newName("/" + name));
+                break;
+            }
+            case Bookmark::Target::UnknownName:
+                item.replaceKey("/Dest", Object::newString("unknown." + name));
+                break;
+            }
+        }
+        above.resize(size_t(std::max(b.level, 1)));
+        const int parent = above.back();
+        above.push_back(int(items.size()));
+        auto parentItem = parent < 0 ? root : items[size_t(parent)];
+        item.replaceKey("/Parent", parentItem);
+        auto last = parentItem.getKey("/Last");
+        if (last.isDictionary()) {
+            last.replaceKey("/Next", item);
+            item.replaceKey("/Prev", last);
+        } else {
+            parentItem.replaceKey("/First", item);
+        }
+        parentItem.replaceKey("/Last", item);
+        items.push_back(item);
+        parents.push_back(parent);
+    }
+    // Counts: what each item shows when open, children after their parents.
+    std::vector<long long> shown(items.size(), 0);
+    long long top = 0;
+    for (size_t i = items.size(); i-- > 0;) {
+        const long long own = 1 + (document.outline[qsizetype(i)].open ? shown[i] : 0);
+        (parents[i] < 0 ? top : shown[size_t(parents[i])]) += own;
+    }
+    for (size_t i = 0; i < items.size(); ++i) {
+        if (shown[i] > 0) {
+            items[i].replaceKey(
+                "/Count",
+                Object::newInteger(document.outline[qsizetype(i)].open ? shown[i] : -shown[i]));
+        }
+    }
+    root.replaceKey("/Count", Object::newInteger(top));
+    if (document.outlineLoops) {
+        root.getKey("/Last").replaceKey("/Next", root.getKey("/First"));
+        if (!items.back().hasKey("/First")) {
+            items.back().replaceKey("/First", root.getKey("/First"));
+            items.back().replaceKey("/Count", Object::newInteger(1));
+        }
+    }
+    pdf.getRoot().replaceKey("/Outlines", root);
+}
+
+// What a destination leads to: the marker of its page ("#3" for page 3 without a marker), or
+// "nowhere".
+QString targetOf(QPDF &pdf,
+                 Object destination,
+                 const std::map<QPDFObjGen, int> &index,
+                 const QStringList &markers)
+{
+    if (destination.isString()) {
+        auto names = pdf.getRoot().getKey("/Names");
+        Object tree = names.isDictionary() ? names.getKey("/Dests") : Object();
+        Object found;
+        destination = tree.isDictionary()
+                              && QPDFNameTreeObjectHelper(tree, pdf).findObject(
+                                  destination.getUTF8Value(), found)
+                          ? found
+                          : Object::newNull();
+    } else if (destination.isName()) {
+        auto dests = pdf.getRoot().getKey("/Dests");
+        destination = dests.isDictionary() ? dests.getKey(destination.getName()) : Object();
+    }
+    if (destination.isDictionary()) {
+        destination = destination.getKey("/D");
+    }
+    const auto target = destination.isArray() && destination.getArrayNItems() > 0
+                            ? index.find(destination.getArrayItem(0).getObjGen())
+                            : index.end();
+    if (target == index.end()) {
+        return QStringLiteral("nowhere");
+    }
+    const QString &marker = markers[target->second];
+    return marker.isEmpty() ? "#" + QString::number(target->second + 1) : marker;
+}
+
+// The outline, checking every link between its items on the way.
+void readOutline(QPDF &pdf,
+                 ReadDocument &result,
+                 const std::map<QPDFObjGen, int> &index,
+                 const QStringList &markers)
+{
+    auto root = pdf.getRoot().getKey("/Outlines");
+    if (!root.isDictionary()) {
+        return;
+    }
+    std::set<QPDFObjGen> seen;
+    const auto same = [](Object a, Object b) {
+        return a.isIndirect() && b.isIndirect() ? a.getObjGen() == b.getObjGen()
+                                                : a.isNull() == b.isNull() && a.isNull();
+    };
+    // Returns what parent shows when open.
+    std::function<long long(Object, int)> walk = [&](Object parent, int level) -> long long {
+        long long shown = 0;
+        Object previous = Object::newNull();
+        for (auto item = parent.getKey("/First");
+             item.isDictionary() && seen.insert(item.getObjGen()).second;
+             item = item.getKey("/Next")) {
+            result.outlineConsistent = result.outlineConsistent
+                                       && same(item.getKey("/Parent"), parent)
+                                       && same(item.getKey("/Prev"), previous);
+            auto destination = item.getKey("/Dest");
+            auto action = item.getKey("/A");
+            if (destination.isNull() && action.isDictionary()) {
+                destination = action.getKey("/D");
+            }
+            auto title = item.getKey("/Title");
+            auto count = item.getKey("/Count");
+            const bool kids = item.getKey("/First").isDictionary();
+            const bool open = kids && count.isInteger() && count.getIntValue() > 0;
+            result.outline << QString(level - 1, '-')
+                                  + (title.isString() ? QString::fromStdString(title.getUTF8Value())
+                                                      : QString())
+                                  + ">" + targetOf(pdf, destination, index, markers)
+                                  + (open ? "+" : "")
+                                  + (item.getKey("/C").unparse() == "[ 1 0 0 ]"
+                                             && item.getKey("/F").isInteger()
+                                         ? "(red)"
+                                         : "");
+            const long long below = walk(item, level + 1);
+            if (kids) {
+                result.outlineConsistent = result.outlineConsistent && count.isInteger()
+                                           && count.getIntValue() == (open ? below : -below);
+            }
+            shown += 1 + (open ? below : 0);
+            previous = item;
+        }
+        result.outlineConsistent
+            = result.outlineConsistent && same(parent.getKey("/Last"), previous);
+        return shown;
+    };
+    const long long shown = walk(root, 1);
+    result.outlineConsistent
+        = result.outlineConsistent && (shown == 0 || root.getKey("/Count").getIntValue() == shown);
+}
+
+// The names of the /Names /Dests tree in order, checking their order and each node's limits.
+void readNames(QPDF &pdf, ReadDocument &result)
+{
+    auto names = pdf.getRoot().getKey("/Names");
+    auto tree = names.isDictionary() ? names.getKey("/Dests") : Object();
+    std::vector<std::string> keys;
+    std::function<void(Object, bool)> walk = [&](Object node, bool isRoot) {
+        const size_t first = keys.size();
+        auto entries = node.getKey("/Names");
+        for (int i = 0; entries.isArray() && i + 1 < entries.getArrayNItems(); i += 2) {
+            keys.push_back(entries.getArrayItem(i).getStringValue());
+        }
+        auto kids = node.getKey("/Kids");
+        for (int i = 0; kids.isArray() && i < kids.getArrayNItems(); ++i) {
+            walk(kids.getArrayItem(i), false);
+        }
+        auto limits = node.getKey("/Limits");
+        if (!isRoot && keys.size() > first) {
+            result.namesConsistent = result.namesConsistent && limits.isArray()
+                                     && limits.getArrayItem(0).getStringValue() == keys[first]
+                                     && limits.getArrayItem(1).getStringValue() == keys.back();
+        }
+    };
+    if (tree.isDictionary()) {
+        walk(tree, true);
+    }
+    result.namesConsistent = result.namesConsistent && std::is_sorted(keys.begin(), keys.end())
+                             && std::adjacent_find(keys.begin(), keys.end()) == keys.end();
+    for (const auto &key : keys) {
+        result.destinationNames << QString::fromStdString(key);
+    }
 }
 
 } // namespace
@@ -132,6 +358,27 @@ void write(const QString &path, const Document &document)
         if (annots.getArrayNItems() > 0) {
             made[i].replaceKey("/Annots", annots);
         }
+    }
+    writeOutline(pdf, document, made, names);
+    if (!document.labels.isEmpty()) {
+        auto nums = Object::newArray();
+        for (const Label &label : document.labels) {
+            auto dict = Object::newDictionary();
+            if (!label.style.isEmpty()) {
+                dict.replaceKey("/S", Object::newName("/" + label.style.toStdString()));
+            }
+            if (!label.prefix.isEmpty()) {
+                dict.replaceKey("/P", Object::newUnicodeString(label.prefix.toStdString()));
+            }
+            dict.replaceKey("/St", Object::newInteger(label.start));
+            nums.appendItem(Object::newInteger(label.page));
+            nums.appendItem(dict);
+        }
+        pdf.getRoot().replaceKey("/PageLabels", Object::parse("<< >>"));
+        pdf.getRoot().getKey("/PageLabels").replaceKey("/Nums", nums);
+    }
+    if (document.showOutline) {
+        pdf.getRoot().replaceKey("/PageMode", Object::newName("/UseOutlines"));
     }
     if (!names.empty()) {
         auto tree = QPDFNameTreeObjectHelper::newEmpty(pdf);
@@ -269,6 +516,21 @@ ReadDocument read(const QString &path)
                 read.links << (target == index.end() ? -1 : target->second);
             }
             result.pages << read;
+        }
+        readOutline(pdf, result, index, result.markers());
+        readNames(pdf, result);
+        result.showsOutline = pdf.getRoot().getKey("/PageMode").isNameAndEquals("/UseOutlines");
+        QPDFPageLabelDocumentHelper labels(pdf);
+        for (int i = 0; labels.hasPageLabels() && i < result.pages.size(); ++i) {
+            auto label = labels.getLabelForPage(i);
+            const auto text = [&](const char *key) {
+                auto value = label.getKey(key);
+                return value.isName()      ? QString::fromStdString(value.getName().substr(1))
+                       : value.isString()  ? QString::fromStdString(value.getUTF8Value())
+                       : value.isInteger() ? QString::number(value.getIntValue())
+                                           : QString();
+            };
+            result.labels << text("/S") + ":" + text("/P") + ":" + text("/St");
         }
         auto info = pdf.getTrailer().getKey("/Info");
         const auto infoText = [&](const char *key) {

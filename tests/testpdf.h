@@ -1,7 +1,8 @@
 #pragma once
 
 // Test documents built with qpdf, and a reader that tells what a written document holds: page
-// boxes, rotation, a marker per page, links and the information dictionary.
+// boxes, rotation, a marker per page, links, bookmarks, named destinations, page labels and the
+// information dictionary.
 
 #include <QByteArray>
 #include <QList>
@@ -29,9 +30,38 @@ struct Page
     bool inheritBoxes = false;
 };
 
+// A bookmark of a document's outline, listed in the order a viewer shows them.
+struct Bookmark
+{
+    int level = 1;
+    QString title;
+    int page = -1; // 0-based target; -1: none; beyond the document: a page that is not there
+    // How the target is given: an explicit destination, a GoTo action, through the name tree
+    // ("target.<page>", as namedLinkTo), through the catalog's /Dests dictionary, or by a name
+    // no tree holds.
+    enum class Target { Dest, GoTo, NamedString, NamedName, UnknownName } target = Target::Dest;
+    bool open = false;
+    bool titleNotText = false; // the title is a number
+    bool red = false;          // coloured, in bold
+};
+
+struct Label
+{
+    int page = 0;  // 0-based first page of the range
+    QString style; // "D", "r", "R", "a", "A" or empty
+    QString prefix;
+    int start = 1;
+};
+
 struct Document
 {
     QList<Page> pages;
+    QList<Bookmark> outline;
+    // The last top-level bookmark's /Next leads back to the first, and so do the last
+    // bookmark's children.
+    bool outlineLoops = false;
+    bool showOutline = false; // /PageMode /UseOutlines
+    QList<Label> labels;
     QString title, author, subject, keywords;
     QString version = QStringLiteral("1.4");
     bool inheritMediaBox = false; // the first page's, from the page tree
@@ -72,7 +102,18 @@ struct ReadDocument
     QList<ReadPage> pages;
     QString title, author, subject, keywords;
     QByteArray xmp;
-    int imageObjects = 0; // distinct image XObjects used by the pages
+    // Each bookmark as "title>marker" after one "-" per level below the top ("title>#3" for page
+    // 3 without a marker), "nowhere" for a target that is no page; "+" after an open one with
+    // bookmarks under it, "(red)" for a coloured bold one.
+    QStringList outline;
+    // The outline's links agree: parents, previous and next siblings, first and last children,
+    // and the counts of the items shown.
+    bool outlineConsistent = true;
+    bool showsOutline = false;
+    QStringList destinationNames; // of the /Names /Dests tree, in its order
+    bool namesConsistent = true;  // sorted, each node's /Limits its first and last name
+    QStringList labels;           // per page: style, prefix and number, "D:A-:3"
+    int imageObjects = 0;         // distinct image XObjects used by the pages
     QStringList markers() const;
 };
 

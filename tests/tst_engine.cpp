@@ -27,6 +27,7 @@
 #include <csignal>
 #include <sys/resource.h>
 
+Q_DECLARE_METATYPE(PDFTools::BookmarkPolicy)
 Q_DECLARE_METATYPE(PDFTools::LoadStatus)
 Q_DECLARE_METATYPE(TestPdf::Page)
 Q_DECLARE_METATYPE(std::optional<QRectF>)
@@ -48,6 +49,22 @@ QString pdfiumTitle(const QString &path)
     QPdfDocument document;
     document.load(path);
     return document.metaData(QPdfDocument::MetaDataField::Title).toString();
+}
+
+// The bookmarks of a document without page markers, each page number shifted by offset.
+QStringList outlineShifted(const QString &path, qint64 offset = 0)
+{
+    QStringList entries = TestPdf::read(path).outline;
+    static const QRegularExpression page(">#(\\d+)");
+    for (QString &entry : entries) {
+        const auto match = page.match(entry);
+        if (match.hasMatch()) {
+            entry.replace(match.capturedStart(1),
+                          match.capturedLength(1),
+                          QString::number(match.captured(1).toLongLong() + offset));
+        }
+    }
+    return entries;
 }
 
 // Every text and attribute value of an XML document, in order; nothing when it is not
@@ -135,6 +152,12 @@ private slots:
     void mergeStaysWithinTheOpenFileLimit();
     void split_data();
     void split();
+    void mergeBookmarks_data();
+    void mergeBookmarks();
+    void splitBookmarks_data();
+    void splitBookmarks();
+    void outlinesThatLoopOrAreHuge_data();
+    void outlinesThatLoopOrAreHuge();
     void realDocuments();
     void cropBoxes_data();
     void cropBoxes();
@@ -153,8 +176,27 @@ private slots:
 
 private:
     QString path(const QString &name) const { return m_dir->filePath(name); }
+    // A book of 3 pages (markers <prefix>1..3), numbered i, ii, 1, opening with its outline:
+    // "Intro" leads to page 1, "Part" (open, by a GoTo action) to page 2, with "Sec" (through
+    // the name "target.2") and a red "Red" under it, both to page 3. Page 1 links to page 3
+    // through "target.2".
+    static TestPdf::Document book(const QString &prefix);
     std::optional<QTemporaryDir> m_dir;
 };
+
+TestPdf::Document TestEngine::book(const QString &prefix)
+{
+    using T = TestPdf::Bookmark::Target;
+    TestPdf::Document book = TestPdf::pages(3, prefix);
+    book.outline = {{1, "Intro", 0},
+                    {1, "Part", 1, T::GoTo, true},
+                    {2, "Sec", 2, T::NamedString},
+                    {2, "Red", 2, T::Dest, false, false, true}};
+    book.labels = {{0, "r", "", 1}, {2, "D", "", 1}};
+    book.showOutline = true;
+    book.pages[0].namedLinkTo = 2;
+    return book;
+}
 
 void TestEngine::expressions_data()
 {
@@ -562,6 +604,164 @@ void TestEngine::split()
     QCOMPARE(part.title, title);
 }
 
+void TestEngine::mergeBookmarks_data()
+{
+    // a, b and c merged with each policy: a and c are books (see book()), titled "c" for c; b
+    // has two pages, is titled "Second", has no labels, links from page 2 to page 1 through
+    // "target.0", and holds a bookmark in another script (through the name /target.1), one to a
+    // page that is not there, one through a name nothing defines, a heading that leads nowhere
+    // with a bookmark under it, and one whose title is a number.
+    QTest::addColumn<PDFTools::BookmarkPolicy>("policy");
+    QTest::addColumn<QString>("outline");
+    using P = PDFTools::BookmarkPolicy;
+    const QString a = "Intro>a1 Part>a2+ -Sec>a3 -Red>a3(red)";
+    const QString b = "Über✓目次>b2 Lost>nowhere Unknown>nowhere Heading>nowhere -Child>b1 >b1";
+    const QString c = "Intro>c1 Part>c2+ -Sec>c3 -Red>c3(red)";
+    const auto nested = [](const QString &outline) {
+        return outline.split(' ').replaceInStrings(QRegularExpression("^"), "-").join(' ');
+    };
+    row("keep", P::Keep, a + " " + b + " " + c);
+    row("per document", P::PerDocument, "a>a1 Second>b1 c>c1");
+    row("nest", P::Nest, "a>a1+ " + nested(a) + " Second>b1+ " + nested(b) + " c>c1+ " + nested(c));
+    row("none", P::None, "");
+}
+
+void TestEngine::mergeBookmarks()
+{
+    QFETCH(PDFTools::BookmarkPolicy, policy);
+    QFETCH(QString, outline);
+    using T = TestPdf::Bookmark::Target;
+    TestPdf::write(path("a.pdf"), book("a"));
+    TestPdf::Document b = TestPdf::pages(2, "b");
+    b.title = "Second";
+    b.outline = {{1, "Über✓目次", 1, T::NamedName},
+                 {1, "Lost", 7},
+                 {1, "Unknown", 0, T::UnknownName},
+                 {1, "Heading"},
+                 {2, "Child", 0, T::NamedString},
+                 {1, "", 0, T::Dest, false, true}};
+    b.pages[1].namedLinkTo = 0;
+    TestPdf::write(path("b.pdf"), b);
+    TestPdf::write(path("c.pdf"), book("c"));
+
+    QVERIFY(PDFTools::MergePdfs(
+        {path("a.pdf"), path("b.pdf"), path("c.pdf")}, path("out.pdf"), {}, {}, policy));
+    const auto out = TestPdf::read(path("out.pdf"));
+    QCOMPARE(out.outline.join(' '), outline);
+    QVERIFY(out.outlineConsistent);
+    QCOMPARE(out.showsOutline, policy != PDFTools::BookmarkPolicy::None);
+    // Every name survives, c's "target.2" renamed after a's; each link follows its document's.
+    QCOMPARE(out.destinationNames, QStringList({"target.0", "target.1", "target.2", "target.2-2"}));
+    QVERIFY(out.namesConsistent);
+    QStringList links;
+    for (const auto &page : out.pages) {
+        for (const int target : page.links) {
+            links << page.marker + ">" + out.pages[target].marker;
+        }
+    }
+    QCOMPARE(links, QStringList({"a1>a3", "b2>b1", "c1>c3"}));
+    // Each document's page numbers stay its own; b, without labels, counts 1, 2.
+    QCOMPARE(out.labels.join(' '), "r::1 r::2 D::1 D::1 D::2 r::1 r::2 D::1");
+}
+
+void TestEngine::splitBookmarks_data()
+{
+    // A book of 6 pages numbered i, ii, A-1, A-2...: "Intro" to page 1; "Part" (open, by a
+    // GoTo action) to page 2, over "Sec" (through a name) to page 3, "Deep" under that to page
+    // 4, and a red "Red" to page 5; "Heading" leading nowhere over "Late" to page 6. The pieces
+    // (first-last) and what each holds.
+    QTest::addColumn<qint64>("first");
+    QTest::addColumn<qint64>("last");
+    QTest::addColumn<QString>("outline");
+    QTest::addColumn<QString>("labels");
+    // clang-format off
+    row("whole", 1LL, 6LL, "Intro>p1 Part>p2+ -Sec>p3 --Deep>p4 -Red>p5(red) Heading>nowhere -Late>p6",
+        "r::1 r::2 D:A-:1 D:A-:2 D:A-:3 D:A-:4");
+    row("a parent outside the piece heads it, leading nowhere", 3LL, 4LL,
+        "Part>nowhere+ -Sec>p3 --Deep>p4", "D:A-:1 D:A-:2");
+    row("a parent inside without its children", 2LL, 2LL, "Part>p2", "r::2");
+    row("two branches", 5LL, 6LL, "Part>nowhere+ -Red>p5(red) Heading>nowhere -Late>p6",
+        "D:A-:3 D:A-:4");
+    // clang-format on
+}
+
+void TestEngine::splitBookmarks()
+{
+    QFETCH(qint64, first);
+    QFETCH(qint64, last);
+    QFETCH(QString, outline);
+    QFETCH(QString, labels);
+    using T = TestPdf::Bookmark::Target;
+    TestPdf::Document book = TestPdf::pages(6);
+    book.outline = {{1, "Intro", 0},
+                    {1, "Part", 1, T::GoTo, true},
+                    {2, "Sec", 2, T::NamedString},
+                    {3, "Deep", 3, T::NamedName},
+                    {2, "Red", 4, T::Dest, false, false, true},
+                    {1, "Heading"},
+                    {2, "Late", 5}};
+    book.labels = {{0, "r", "", 1}, {2, "D", "A-", 1}};
+    book.showOutline = true;
+    TestPdf::write(path("book.pdf"), book);
+    // One source for every piece, as a split run reads it.
+    PdfSource source(path("book.pdf"));
+    QVERIFY(PDFTools::SplitPdf(source, path("part.pdf"), first, last));
+    QVERIFY(PDFTools::SplitPdf(source, path("again.pdf"), first, last));
+    for (const QString name : {"part.pdf", "again.pdf"}) {
+        const auto part = TestPdf::read(path(name));
+        QCOMPARE(part.outline.join(' '), outline);
+        QVERIFY(part.outlineConsistent);
+        QVERIFY(part.showsOutline);
+        QCOMPARE(part.labels.join(' '), labels);
+    }
+}
+
+void TestEngine::outlinesThatLoopOrAreHuge_data()
+{
+    // Bookmarks "0", "1"... of a document of 3 pages, each to page (its number mod 3) + 1.
+    QTest::addColumn<int>("count");
+    QTest::addColumn<int>("deep"); // the first ones each under the one before
+    QTest::addColumn<bool>("loops");
+    row("siblings and children looping back", 3, 0, true);
+    row("100,000: half of them 50,000 levels deep", 100000, 50000, false);
+}
+
+void TestEngine::outlinesThatLoopOrAreHuge()
+{
+    QFETCH(int, count);
+    QFETCH(int, deep);
+    QFETCH(bool, loops);
+    TestPdf::Document doc = TestPdf::pages(3);
+    for (int i = 0; i < count; ++i) {
+        doc.outline << TestPdf::Bookmark{i < deep ? i + 1 : 1, QString::number(i), i % 3};
+    }
+    doc.outlineLoops = loops;
+    TestPdf::write(path("doc.pdf"), doc);
+    TestPdf::write(path("one.pdf"), TestPdf::pages(1, "o"));
+    QVERIFY(PDFTools::MergePdfs({path("one.pdf"), path("doc.pdf")}, path("merged.pdf")));
+    QVERIFY(PDFTools::SplitPdf(path("doc.pdf"), path("part.pdf"), 2, 3));
+    // Every bookmark once, at its level, after the page of one.pdf.
+    const auto merged = PDFTools::GetPDFOutline(path("merged.pdf"));
+    QCOMPARE(merged.entries.size(), count);
+    for (int i = 0; i < count; ++i) {
+        const auto &entry = merged.entries[i];
+        QCOMPARE(entry.title, QString::number(i));
+        QCOMPARE(entry.page, i % 3 + 2);
+        QCOMPARE(entry.level, i < deep ? i + 1 : 1);
+    }
+    // The piece keeps the bookmarks of its pages and those above them.
+    int kept = 0;
+    for (int i = 0; i < count; ++i) {
+        kept = i % 3 == 0 ? kept : i < deep ? i + 1 : kept + 1;
+    }
+    QCOMPARE(PDFTools::GetPDFOutline(path("part.pdf")).entries.size(), kept);
+    if (loops) {
+        const auto read = TestPdf::read(path("merged.pdf"));
+        QCOMPARE(read.outline.join(QLatin1Char(' ')), "0>p1 1>p2 2>p3");
+        QVERIFY(read.outlineConsistent);
+    }
+}
+
 void TestEngine::realDocuments()
 {
     // pdfTeX links through named destinations, a form, annotations, a rotated page.
@@ -585,6 +785,16 @@ void TestEngine::realDocuments()
     QVERIFY2(working >= 3, "the pdfTeX document's internal links still lead somewhere");
     QCOMPARE(PDFTools::SummarizeDocument(path("all.pdf")).title,
              PDFTools::SummarizeDocument(inputs[0]).title);
+    // Each input's bookmarks, leading to the same pages.
+    QStringList bookmarks;
+    qint64 offset = 0;
+    for (const QString &input : inputs) {
+        bookmarks << outlineShifted(input, offset);
+        offset += PDFTools::GetPDFNumberOfPages(input);
+    }
+    QVERIFY(bookmarks.size() >= 9);
+    QCOMPARE(outlineShifted(path("all.pdf")), bookmarks);
+    QVERIFY(TestPdf::read(path("all.pdf")).outlineConsistent);
 
     // Each loadable document cropped to the middle half of each page, and its properties edited
     // in place: read cleanly, by PDFium too.
