@@ -260,6 +260,13 @@ bool explainBlocker(const Jobs::Blocker &blocker, const RunTexts &texts)
                        .arg(texts.tool, blocker.detail, blocker.path)
                        .arg(blocker.pages));
         return false;
+    case Kind::NoBookmarks:
+        printError(QStringLiteral("%1: %2 (%3 pages) has no bookmark of level %4 that leads to a "
+                                  "page")
+                       .arg(texts.tool, blocker.path)
+                       .arg(blocker.pages)
+                       .arg(blocker.detail));
+        return false;
     case Kind::FolderMissing:
         printError(QStringLiteral("%1: the output folder %2 does not exist")
                        .arg(texts.tool, blocker.path));

@@ -34,6 +34,7 @@ struct Blocker
         FolderNotWritable,  // the output folder cannot be written to
         DocumentUnreadable, // a document no longer opens, or has no pages (see PlanOptions)
         NoInterval,         // split: no interval of the expression lies in a document
+        NoBookmarks,        // split: a document has no bookmark of the level that leads to a page
         Unusable,           // the settings cannot be used as they are (detail says why)
     };
     Blocker(Kind kind, QString path = {}, qint64 pages = 0, QString detail = {})
@@ -45,8 +46,9 @@ struct Blocker
 
     Kind kind;
     QString path;     // the folder or the document concerned
-    qint64 pages = 0; // the document's page count (NoInterval, DocumentUnreadable)
-    QString detail;   // the interval expression (NoInterval), or why (Unusable)
+    qint64 pages = 0; // the document's page count (NoInterval, NoBookmarks, DocumentUnreadable)
+    // The interval expression (NoInterval), the outline level (NoBookmarks), or why (Unusable).
+    QString detail;
 };
 
 // One file a document will write.

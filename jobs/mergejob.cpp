@@ -7,9 +7,10 @@
 
 namespace Jobs {
 
-MergeJob::MergeJob(QStringList inputs, QString output)
+MergeJob::MergeJob(QStringList inputs, QString output, BookmarkPolicy bookmarks)
     : Batch(std::move(inputs))
     , m_output(std::move(output))
+    , m_bookmarks(bookmarks)
 {}
 
 QList<Blocker> MergeJob::check() const
@@ -72,7 +73,8 @@ RunResult MergeJob::run(const RunOptions &options, RunObserver *observer)
                 observer->stepsDone(mergedFiles - 1, total);
             }
         },
-        [&] { return options.stop && options.stop->load(); });
+        [&] { return options.stop && options.stop->load(); },
+        m_bookmarks);
     result.stopped = !merged && options.stop && options.stop->load();
     // The engine names the document a message is about; what names none (the output's write)
     // goes with the first.

@@ -1,18 +1,22 @@
 #pragma once
 
 #include "batch.h"
+#include "engine/pdftools.h"
 
 namespace Jobs {
 
-// Merge: the documents, in list order, joined into one file. The merged file is planned as the
-// first document's output; the only listed document is never merged into itself, and a merge
-// over one of several listed documents replaces it only once every document has been read.
+// Merge: the documents, in list order, joined into one file, their bookmarks kept as the policy
+// says. The merged file is planned as the first document's output; the only listed document is
+// never merged into itself, and a merge over one of several listed documents replaces it only
+// once every document has been read.
 class MergeJob final : public Batch
 {
 public:
-    MergeJob(QStringList inputs, QString output);
+    using BookmarkPolicy = PDFTools::BookmarkPolicy;
+    MergeJob(QStringList inputs, QString output, BookmarkPolicy bookmarks = BookmarkPolicy::Keep);
 
     const QString &output() const { return m_output; }
+    BookmarkPolicy bookmarks() const { return m_bookmarks; }
     QList<Blocker> check() const override;
     RunResult run(const RunOptions &options, RunObserver *observer = nullptr) override;
 
@@ -21,6 +25,7 @@ private:
     bool writeUnit(Unit &) override { return false; }
 
     QString m_output;
+    BookmarkPolicy m_bookmarks;
 };
 
 } // namespace Jobs

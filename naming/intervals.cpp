@@ -108,4 +108,34 @@ QList<PageInterval> GenerateConsecutiveIntervals(qint64 numberOfPages, qint64 pa
     return intervals;
 }
 
+QList<TitledInterval> GenerateBookmarkIntervals(qint64 numberOfPages,
+                                                const QList<BookmarkStart> &starts,
+                                                const QString &frontTitle)
+{
+    QList<BookmarkStart> inside;
+    for (const BookmarkStart &start : starts) {
+        if (start.page >= 1 && start.page <= numberOfPages) {
+            inside << start;
+        }
+    }
+    std::stable_sort(
+        inside.begin(), inside.end(), [](const auto &a, const auto &b) { return a.page < b.page; });
+    QList<TitledInterval> pieces;
+    if (!inside.isEmpty() && inside.front().page > 1) {
+        pieces.append({{1, inside.front().page - 1}, frontTitle});
+    }
+    for (qsizetype i = 0; i < inside.size(); ++i) {
+        if (i > 0 && inside[i].page == inside[i - 1].page) {
+            continue;
+        }
+        qsizetype next = i + 1;
+        while (next < inside.size() && inside[next].page == inside[i].page) {
+            ++next;
+        }
+        const qint64 end = next < inside.size() ? inside[next].page - 1 : numberOfPages;
+        pieces.append({{inside[i].page, end}, inside[i].title});
+    }
+    return pieces;
+}
+
 } // namespace Naming

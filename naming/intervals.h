@@ -25,4 +25,25 @@ QList<PageInterval> GenerateArrayOfIntervals(const QString &expression, qint64 n
 // Runs of pagesPerInterval pages (at least 1), the last one shorter.
 QList<PageInterval> GenerateConsecutiveIntervals(qint64 numberOfPages, qint64 pagesPerInterval);
 
+// A bookmark that starts a piece: its target page (1-based) and its title.
+struct BookmarkStart
+{
+    qint64 page = 1;
+    QString title;
+};
+struct TitledInterval
+{
+    PageInterval interval;
+    QString title;
+    friend bool operator==(const TitledInterval &, const TitledInterval &) = default;
+};
+
+// The pieces of a split at bookmarks: each runs from a bookmark's page to the page before the
+// next bookmark's, in page order; the pages before the first bookmark form a piece of their
+// own, titled frontTitle. Of bookmarks on one page, the first listed names the piece; pages
+// outside the document start nothing. No piece when no bookmark lies in the document.
+QList<TitledInterval> GenerateBookmarkIntervals(qint64 numberOfPages,
+                                                const QList<BookmarkStart> &starts,
+                                                const QString &frontTitle);
+
 } // namespace Naming

@@ -39,32 +39,76 @@ QString OutputPathForInterval(const QString &nameTemplate,
                               SplitMode mode,
                               qint64 intervalIndex,
                               qint64 start,
-                              qint64 end)
+                              qint64 end,
+                              const QString &bookmarkName)
 {
     const QLatin1String fileName(FileNameToken);
     const QLatin1String startToken(IntervalStartToken);
     const QLatin1String endToken(IntervalEndToken);
     const QLatin1String indexToken(IntervalIndexToken);
+    const QLatin1String bookmarkToken(BookmarkNameToken);
     QString t = nameTemplate;
     if (t.isEmpty()) {
         t = fileName;
     } else if (!t.contains(fileName)) {
+        const bool pages = t.contains(startToken) && t.contains(endToken);
         if (mode == SplitMode::Consecutive && !t.contains(indexToken)) {
             t += QLatin1String(" (Page[IntervalIndex])");
-        } else if (mode == SplitMode::Intervals && !t.contains(indexToken)
-                   && !(t.contains(startToken) && t.contains(endToken))) {
+        } else if (mode == SplitMode::Intervals && !t.contains(indexToken) && !pages) {
             t += QLatin1String(" ([IntervalStart]-[IntervalEnd])");
+        } else if (mode == SplitMode::Bookmarks && !t.contains(indexToken)
+                   && !t.contains(bookmarkToken) && !pages) {
+            t += QLatin1String(" (Page[IntervalIndex])");
         }
     }
     // One token after the other, each over the result of the one before: token text inside
-    // the file name is replaced too.
+    // the file name is replaced too. A bookmark's title comes last, and is taken as it is.
     t = resolved(t, inputPath);
-    if (mode == SplitMode::Intervals) {
+    if (mode != SplitMode::Consecutive) {
         t.replace(startToken, QString::number(start));
         t.replace(endToken, QString::number(end));
     }
     t.replace(indexToken, QString::number(intervalIndex));
+    if (mode == SplitMode::Bookmarks) {
+        const QString title = SafeFileName(bookmarkName);
+        t.replace(bookmarkToken, title.isEmpty() ? QString::number(intervalIndex) : title);
+    }
     return joined(folder, t);
+}
+
+QString PieceSuffix(qint64 intervalIndex)
+{
+    return QStringLiteral(" (Page%1)").arg(intervalIndex);
+}
+
+QString SafeFileName(const QString &title)
+{
+    constexpr qsizetype MaxBytes = 120;
+    QString name;
+    name.reserve(title.size());
+    for (const QChar c : title) {
+        if (c == QLatin1Char('/')) {
+            name += QLatin1Char('-');
+        } else if (c.category() == QChar::Other_Control || c == QChar::LineSeparator
+                   || c == QChar::ParagraphSeparator) {
+            name += QLatin1Char(' ');
+        } else {
+            name += c;
+        }
+    }
+    name = name.simplified();
+    while (name.startsWith(QLatin1Char('.'))) {
+        name = name.mid(1).trimmed();
+    }
+    const QByteArray utf8 = name.toUtf8();
+    if (utf8.size() > MaxBytes) {
+        qsizetype cut = MaxBytes;
+        while (cut > 0 && (uchar(utf8[cut]) & 0xC0) == 0x80) {
+            --cut; // within a character: cut before it
+        }
+        name = QString::fromUtf8(utf8.left(cut)).trimmed();
+    }
+    return name;
 }
 
 bool SameFile(const QString &a, const QString &b)

@@ -33,7 +33,8 @@ struct Result
 };
 
 // A file in one line: a picture's size and resolution; a PDF's pages by marker, each with its media
-// box when not US letter and "*" when a picture is drawn on it, then its set info texts.
+// box when not US letter and "*" when a picture is drawn on it, then its set info texts and its
+// bookmarks.
 QString describe(const QString &file)
 {
     if (file.endsWith(".png")) {
@@ -53,7 +54,8 @@ QString describe(const QString &file)
     }
     QStringList info{pdf.title, pdf.author, pdf.subject, pdf.keywords};
     info.removeAll(QString());
-    return pages.join(' ') + (info.isEmpty() ? QString() : " (" + info.join(" | ") + ")");
+    return pages.join(' ') + (info.isEmpty() ? QString() : " (" + info.join(" | ") + ")")
+           + (pdf.outline.isEmpty() ? QString() : " {" + pdf.outline.join(' ') + "}");
 }
 
 } // namespace
@@ -104,7 +106,8 @@ void TestCli::writeDocuments()
 {
     // book.pdf: 5 pages; a.pdf: 2 pages, the second turned; b.pdf: 1 page; locked.pdf
     // encrypted; secret.pdf needs a password; empty.pdf has no pages; bad.pdf is no PDF;
-    // readonly.pdf cannot be written; out/book(Page3).pdf is there already. Profiles:
+    // readonly.pdf cannot be written; out/book(Page3).pdf is there already; manual.pdf has 4
+    // pages and bookmarks: "Start" to page 2, "A/B" to page 3 over "Sub" to page 4. Profiles:
     // split.json, watermark.json, props.json.
     QDir(m_dir->path()).mkdir("out");
     QDir(m_dir->path()).mkdir("folder.pdf");
@@ -114,6 +117,9 @@ void TestCli::writeDocuments()
     a.pages[1].rotate = 90;
     TestPdf::write(path("a.pdf"), a);
     TestPdf::write(path("b.pdf"), TestPdf::pages(1, "b"));
+    TestPdf::Document manual = TestPdf::pages(4, "m");
+    manual.outline = {{1, "Start", 1}, {1, "A/B", 2}, {2, "Sub", 3}};
+    TestPdf::write(path("manual.pdf"), manual);
     TestPdf::Document locked = TestPdf::pages(1, "e");
     locked.encrypt = true;
     TestPdf::write(path("locked.pdf"), locked);
@@ -182,6 +188,9 @@ void TestCli::runs_data()
     usage("--every not a number", "split -d out --every ten a.pdf", "--every");
     usage("both split modes", "split -d out --every 2 --ranges 1 a.pdf", "--ranges");
     usage("bad --overwrite", "split -d out --every 2 --overwrite maybe a.pdf", "maybe");
+    usage("bad --bookmarks", "merge -o x.pdf --bookmarks some a.pdf", "some");
+    usage("bookmark level 0", "split -d out --at-bookmarks 0 a.pdf", "--at-bookmarks");
+    usage("runs and bookmarks", "split -d out --every 2 --at-bookmarks 1 a.pdf", "--at-bookmarks");
     usage("missing profile", "split --profile gone.json a.pdf", "gone.json");
     usage("another tool's profile", "split --profile watermark.json a.pdf", "split settings");
     usage("no folder", "crop --rect 0,0,9,9 a.pdf", "-d DIR");
@@ -206,6 +215,15 @@ void TestCli::runs_data()
         "is a folder", "");
     row("crop into a name that is a folder", "crop -d . --name folder --overwrite all --rect "
         "0,0,9,9 a.pdf b.pdf", 1, notCropped, "folder.pdf is a folder", "");
+    row("merge, every document's bookmarks", "merge -o all.pdf manual.pdf b.pdf", 0, merged, "",
+        "all.pdf: m1 m2 m3 m4 b1 {Start>m2 A/B>m3 -Sub>m4}");
+    row("merge, one bookmark per document", "merge --bookmarks per-document -o all.pdf b.pdf "
+        "manual.pdf", 0, merged, "", "all.pdf: b1 m1 m2 m3 m4 {b>b1 manual>m1}");
+    row("merge, each document's bookmarks under its own", "merge --bookmarks nest -o all.pdf "
+        "manual.pdf b.pdf", 0, merged, "",
+        "all.pdf: m1 m2 m3 m4 b1 {manual>m1+ -Start>m2 -A/B>m3 --Sub>m4 b>b1}");
+    row("merge without bookmarks", "merge --bookmarks none -o all.pdf manual.pdf", 0, merged, "",
+        "all.pdf: m1 m2 m3 m4");
 
     // out/book(Page3).pdf exists: without a terminal to ask on, it is skipped, as with "none".
     row("split every 2.7 pages as 2", "split -d out --every 2.7 book.pdf", 0, split, "skipped",
@@ -221,6 +239,11 @@ void TestCli::runs_data()
     row("split, no interval in a document", "split -d out --ranges [3-4] book.pdf a.pdf",
         1, "", "no interval of \"[3-4]\" lies in", "");
     row("split every 0", "split -d out --every 0 a.pdf", 1, "", "at least 1", "");
+    row("split at bookmarks, named after them", "split -d out --at-bookmarks 1 --name "
+        "[BookmarkName] manual.pdf", 0, split, "", "out/A-B.pdf: m3 m4 {A/B>m3 -Sub>m4}; "
+        "out/Start.pdf: m2 {Start>m2}; out/manual.pdf: m1");
+    row("split at a level a document lacks", "split -d out --at-bookmarks 2 manual.pdf a.pdf",
+        1, "", "a.pdf (2 pages) has no bookmark of level 2", "");
     row("split by a profile", "split --profile split.json book.pdf", 0, split, "",
         "out/book-1.pdf: p1 p2; out/book-2.pdf: p3 p4; out/book-3.pdf: p5");
     row("split, options over the profile",

@@ -139,6 +139,10 @@ private slots:
     void expressions();
     void outputPaths_data();
     void outputPaths();
+    void bookmarkIntervals_data();
+    void bookmarkIntervals();
+    void safeFileNames_data();
+    void safeFileNames();
     void overwritePass_data();
     void overwritePass();
     void selfOverwrite();
@@ -280,6 +284,20 @@ void TestEngine::outputPaths_data()
     row("name twice, unknown token", "r.pdf", "[FileName]-[FileName][Date]", doc, "r-r[Date].pdf");
     row("token text in the file name", "a[IntervalIndex].pdf", "[FileName]", runs, "a2.pdf");
     row("slash leads into a subfolder", "r.pdf", "sub/[FileName]", doc, "sub/r.pdf");
+    // At bookmarks: piece 3, pages 7 to 9, its bookmark titled "Über/Alles".
+    const int marks = int(SplitMode::Bookmarks);
+    row("bookmarks, the title", "r.pdf", "[BookmarkName]", marks, "Über-Alles.pdf");
+    row("bookmarks, plain name", "r.pdf", "part", marks, "part (Page3).pdf");
+    row("bookmarks, every token",
+        "r.pdf",
+        "[FileName] [IntervalIndex] [IntervalStart]-[IntervalEnd] [BookmarkName]",
+        marks,
+        "r 3 7-9 Über-Alles.pdf");
+    row("bookmark title as text in other modes",
+        "r.pdf",
+        "[FileName]-[BookmarkName]",
+        ivs,
+        "r-[BookmarkName].pdf");
 }
 
 void TestEngine::outputPaths()
@@ -297,9 +315,68 @@ void TestEngine::outputPaths()
         QCOMPARE(OutputPathForInterval(nameTemplate, folder, input, SplitMode(mode), 2, 4, 6),
                  path);
     } else {
-        QCOMPARE(OutputPathForInterval(nameTemplate, folder, input, SplitMode(mode), 3, 7, 9),
+        QCOMPARE(OutputPathForInterval(
+                     nameTemplate, folder, input, SplitMode(mode), 3, 7, 9, "Über/Alles"),
                  path);
     }
+}
+
+void TestEngine::bookmarkIntervals_data()
+{
+    // A document of 10 pages, bookmarks as "page:title" in outline order; the pieces as
+    // "first-last:title" ("doc" for the pages before the first bookmark).
+    QTest::addColumn<QString>("starts");
+    QTest::addColumn<QString>("pieces");
+    row("pages before the first bookmark", "3:A 6:B", "1-2:doc 3-5:A 6-10:B");
+    row("first bookmark on page 1", "1:A 4:B", "1-3:A 4-10:B");
+    row("outline not in page order", "6:B 3:A", "1-2:doc 3-5:A 6-10:B");
+    row("two on one page: the first names it", "3:A 3:B 5:C", "1-2:doc 3-4:A 5-10:C");
+    row("outside the document", "0:X 11:Y 4:A", "1-3:doc 4-10:A");
+    row("on the last page", "10:Z", "1-9:doc 10-10:Z");
+    row("none", "", "");
+}
+
+void TestEngine::bookmarkIntervals()
+{
+    QFETCH(QString, starts);
+    QFETCH(QString, pieces);
+    QList<BookmarkStart> list;
+    for (const QString &start : starts.split(' ', Qt::SkipEmptyParts)) {
+        list << BookmarkStart{start.section(':', 0, 0).toLongLong(), start.section(':', 1)};
+    }
+    QStringList found;
+    for (const TitledInterval &piece : GenerateBookmarkIntervals(10, list, "doc")) {
+        found << QStringLiteral("%1-%2:%3")
+                     .arg(piece.interval.start)
+                     .arg(piece.interval.end)
+                     .arg(piece.title);
+    }
+    QCOMPARE(found.join(' '), pieces);
+}
+
+void TestEngine::safeFileNames_data()
+{
+    QTest::addColumn<QString>("title");
+    QTest::addColumn<QString>("name");
+    const QString euros = QString(41, QChar(0x20ac)); // 3 bytes each in UTF-8
+    const QString faces = QString("😀").repeated(31);  // 4 bytes each
+    row("slash", "AC/DC", "AC-DC");
+    row("control characters and line breaks", "A\tB\nC\aD\u2028E", "A B C D E");
+    row("blanks trimmed and joined", "  a \u00a0  b  ", "a b");
+    row("no hidden file", " . .hidden", "hidden");
+    row("any script", "目次 Über ✓", "目次 Über ✓");
+    row("cut at 120 bytes", euros, euros.left(40));
+    row("cut between characters", "a" + euros, "a" + euros.left(39));
+    row("surrogate pairs kept whole", faces, faces.left(60));
+    row("nothing left", "\n\t ..", "");
+}
+
+void TestEngine::safeFileNames()
+{
+    QFETCH(QString, title);
+    QFETCH(QString, name);
+    QCOMPARE(SafeFileName(title), name);
+    QVERIFY(SafeFileName(title).toUtf8().size() <= 120);
 }
 
 void TestEngine::overwritePass_data()

@@ -54,6 +54,8 @@ private slots:
     void outputsOverListedDocuments();
     void blockers_data();
     void blockers();
+    void splitAtBookmarks_data();
+    void splitAtBookmarks();
     void stoppedRuns();
     void failuresAreNamed();
     void folderGoneDuringARun_data();
@@ -68,13 +70,16 @@ private:
         TestPdf::write(path(name), TestPdf::pages(pages, QFileInfo(name).completeBaseName()));
         return path(name);
     }
-    // Every PDF of the folder with its page markers, "a.pdf=a1 a2; ..."; any other file shows.
-    QString listing() const
+    // Every PDF of the folder with its page markers and its bookmarks, "a.pdf=a1 a2 {A>a1}; ...";
+    // any other file shows.
+    QString listing(const QString &folder = {}) const
     {
+        const QDir dir(folder.isEmpty() ? m_dir->path() : folder);
         QStringList entries;
-        for (const QString &name : TestPdf::files(m_dir->path())) {
-            const auto read = TestPdf::read(m_dir->filePath(name));
-            entries << name + (read.opened ? "=" + read.markers().join(' ') : QString());
+        for (const QString &name : TestPdf::files(dir.path())) {
+            const auto read = TestPdf::read(dir.filePath(name));
+            entries << name + (read.opened ? "=" + read.markers().join(' ') : QString())
+                           + (read.outline.isEmpty() ? "" : " {" + read.outline.join(' ') + "}");
         }
         return entries.join("; ");
     }
@@ -161,6 +166,9 @@ void TestJobs::blockers_data()
     row("runs below one before the folder", "missing", qint64(0), "", false, Kinds{K::RunsBelowOne});
     row("a folder that is not there", "missing", qint64(1), "", false, Kinds{K::FolderMissing});
     row("a document without an interval", ".", qint64(1), "[4-5]", false, Kinds{K::NoInterval});
+    row("a document without bookmarks of the level", ".", qint64(1), "level 2", false,
+        Kinds{K::NoBookmarks});
+    row("a level below one", ".", qint64(1), "level 0", false, Kinds{K::Unusable});
     row("gone from the window's list", ".", qint64(1), "", true, Kinds{K::DocumentUnreadable});
     row("gone on the command line: the run fails for it", ".", qint64(1), "", false, Kinds{});
     // clang-format on
@@ -176,11 +184,18 @@ void TestJobs::blockers()
     Jobs::SplitSettings settings;
     settings.folder = folder == "." ? m_dir->path() : folder.isEmpty() ? QString() : path(folder);
     settings.pagesPerInterval = perInterval;
-    if (!expression.isEmpty()) {
+    if (expression.startsWith("level ")) {
+        settings.mode = Naming::SplitMode::Bookmarks;
+        settings.bookmarkLevel = expression.mid(6).toLongLong();
+    } else if (!expression.isEmpty()) {
         settings.mode = Naming::SplitMode::Intervals;
         settings.expression = expression;
     }
-    Jobs::SplitJob job({document("a.pdf", 5), document("b.pdf", 3), path("gone.pdf")}, settings);
+    // a.pdf has one bookmark, on the top level.
+    TestPdf::Document a = TestPdf::pages(5, "a");
+    a.outline = {{1, "A", 0}};
+    TestPdf::write(path("a.pdf"), a);
+    Jobs::SplitJob job({path("a.pdf"), document("b.pdf", 3), path("gone.pdf")}, settings);
     job.plan({2, readable});
     QList<Blocker::Kind> found;
     for (const Blocker &blocker : job.plan().blockers) {
@@ -192,6 +207,67 @@ void TestJobs::blockers()
         QVERIFY(!result.success);
         QCOMPARE(result.failures().size(), 1);
         QCOMPARE(result.failures().front().input, path("gone.pdf"));
+    }
+}
+
+void TestJobs::splitAtBookmarks_data()
+{
+    // x.pdf, 6 pages: "Preface" to page 2, "Part/One" to page 3 over "Exercises" to page 4, "Part
+    // Two" to page 5 over "Exercises" to page 6. y.pdf, 2 pages: "Preface" to page 1,
+    // "Appendix" to page 2. Split at a level under a name template: what the folder holds.
+    QTest::addColumn<QString>("documents");
+    QTest::addColumn<qint64>("level");
+    QTest::addColumn<QString>("names");
+    QTest::addColumn<QString>("files");
+    // clang-format off
+    row("titles as names, unique within the run", "x y", 1LL, "[BookmarkName]",
+        "Appendix.pdf=y2 {Appendix>y2}; Part Two.pdf=x5 x6 {Part Two>x5 -Exercises>x6}; "
+        "Part-One.pdf=x3 x4 {Part/One>x3 -Exercises>x4}; Preface (Page1).pdf=y1 {Preface>y1}; "
+        "Preface.pdf=x2 {Preface>x2}; x.pdf=x1");
+    row("the second level; a title repeated within a document", "x", 2LL, "[FileName] [BookmarkName]",
+        "x Exercises (Page3).pdf=x6 {Part Two>nowhere -Exercises>x6}; "
+        "x Exercises.pdf=x4 x5 {Part/One>nowhere -Exercises>x4 Part Two>x5}; "
+        "x x.pdf=x1 x2 x3 {Preface>x2 Part/One>x3}");
+    row("the default names", "y", 1LL, "[FileName](Page[IntervalIndex])",
+        "y(Page1).pdf=y1 {Preface>y1}; y(Page2).pdf=y2 {Appendix>y2}");
+    // clang-format on
+}
+
+void TestJobs::splitAtBookmarks()
+{
+    QFETCH(QString, documents);
+    QFETCH(qint64, level);
+    QFETCH(QString, names);
+    QFETCH(QString, files);
+    TestPdf::Document x = TestPdf::pages(6, "x");
+    x.outline = {{1, "Preface", 1},
+                 {1, "Part/One", 2},
+                 {2, "Exercises", 3},
+                 {1, "Part Two", 4},
+                 {2, "Exercises", 5}};
+    TestPdf::write(path("x.pdf"), x);
+    TestPdf::Document y = TestPdf::pages(2, "y");
+    y.outline = {{1, "Preface", 0}, {1, "Appendix", 1}};
+    TestPdf::write(path("y.pdf"), y);
+    QDir(m_dir->path()).mkdir("out");
+    Jobs::SplitSettings settings;
+    settings.mode = Naming::SplitMode::Bookmarks;
+    settings.bookmarkLevel = level;
+    settings.nameTemplate = names;
+    settings.folder = path("out");
+    QStringList inputs;
+    for (const QString &name : documents.split(' ')) {
+        inputs << path(name + ".pdf");
+    }
+    for (const int jobs : {1, 2}) {
+        QDir(path("out")).removeRecursively();
+        QDir(m_dir->path()).mkdir("out");
+        Jobs::SplitJob job(inputs, settings);
+        job.plan({jobs});
+        QVERIFY(job.plan().canStart());
+        job.decide(answering(OverwriteAnswer::No));
+        QVERIFY(job.run({jobs}).success);
+        QCOMPARE(listing(path("out")), files);
     }
 }
 
@@ -323,10 +399,10 @@ void TestJobs::profiles_data()
     // clang-format off
     row("settings of a newer version, unknown keys skipped",
         QByteArray(R"({"tool": "split", "version": 7, "settings": {"expression": "2-3",
-            "bookmarkLevel": 2, "mode": "intervals"}})"),
-        "2-3", QStringList{"bookmarkLevel"}, "");
-    row("a mode that is none of its names", head + R"({"mode": "bookmarks"}})", "", QStringList{},
-        "\"mode\" is none of \"consecutive\", \"intervals\"");
+            "overlap": 2, "mode": "bookmarks", "bookmarkLevel": 2}})"),
+        "2-3", QStringList{"overlap"}, "");
+    row("a mode that is none of its names", head + R"({"mode": "chapters"}})", "", QStringList{},
+        "\"mode\" is none of \"consecutive\", \"intervals\", \"bookmarks\"");
     row("a count beyond any document", head + R"({"pagesPerInterval": 1e300}})", "", QStringList{},
         "\"pagesPerInterval\" is out of range");
     row("a crop profile", QByteArray(R"({"tool": "crop", "settings": {}})"), "", QStringList{},
