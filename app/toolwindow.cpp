@@ -127,10 +127,13 @@ void ToolWindow::updateNameExample()
         pages = facts->pages;
     }
     const QString output = m_firstOutput(document, pages);
-    m_nameExample->setText(
-        output.isEmpty()
-            ? tr("No file: no page interval lies within %1.").arg(QFileInfo(document).fileName())
-            : tr("e.g. %1").arg(QFileInfo(output).fileName()));
+    m_nameExample->setText(output.isEmpty() ? noOutputText(document)
+                                            : tr("e.g. %1").arg(QFileInfo(output).fileName()));
+}
+
+QString ToolWindow::noOutputText(const QString &document) const
+{
+    return tr("No file: no page interval lies within %1.").arg(QFileInfo(document).fileName());
 }
 
 void ToolWindow::showRunControls(bool running)
@@ -273,6 +276,11 @@ QString ToolWindow::blockerText(const Jobs::Blocker &blocker, const RunTexts &te
             .arg(blocker.detail)
             .arg(blocker.pages)
             .arg(blocker.path, texts.verb);
+    case Kind::NoBookmarks:
+        return QStringLiteral("The document %1 has no bookmark of level %2 that leads to one of "
+                              "its pages. Choose another level or another way to split, and %3 "
+                              "again.")
+            .arg(blocker.path, blocker.detail, texts.verb);
     }
     return {};
 }

@@ -111,6 +111,8 @@ protected:
     using FirstOutput = std::function<QString(const QString &document, qint64 pages)>;
     void setNameExample(QLabel *label, FirstOutput firstOutput);
     void updateNameExample();
+    // What the example says when the document gives no output.
+    virtual QString noOutputText(const QString &document) const;
 
     // Settings of the tool's profile: the tool's name in the file, empty for no profiles.
     virtual QString profileTool() const { return {}; }

@@ -8,6 +8,8 @@
 #include <QDir>
 #include <QFileInfo>
 
+#include <algorithm>
+
 ViewControllerMerge::ViewControllerMerge(Alerts &alerts, QWidget *parent)
     : ToolWindow(Tool::Merge, alerts, parent)
     , ui(std::make_unique<Ui::ViewControllerMerge>())
@@ -30,12 +32,19 @@ ViewControllerMerge::ViewControllerMerge(Alerts &alerts, QWidget *parent)
                  ui->buttonRemoveAll,
                  ui->buttonMoveUp,
                  ui->buttonMoveDown,
+                 ui->comboBookmarks,
                  ui->buttonMergePDF},
                 ui->progressIndicatorMerge,
                 m_documents);
 }
 
 ViewControllerMerge::~ViewControllerMerge() = default;
+
+PDFTools::BookmarkPolicy ViewControllerMerge::bookmarkPolicy() const
+{
+    // The pop-up lists the policies in their order.
+    return PDFTools::BookmarkPolicy(std::clamp(ui->comboBookmarks->currentIndex(), 0, 3));
+}
 
 void ViewControllerMerge::OnMoveUp()
 {
@@ -73,7 +82,7 @@ void ViewControllerMerge::OnMergePDF()
         }
     }
     // The save panel asked before an existing file was chosen.
-    runBatch(std::make_shared<Jobs::MergeJob>(paths, output),
+    runBatch(std::make_shared<Jobs::MergeJob>(paths, output, bookmarkPolicy()),
              {QStringLiteral("merge"),
               QStringLiteral("Select a document first."),
               QStringLiteral("PDF document(s) merged successfully."),

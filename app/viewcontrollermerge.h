@@ -1,6 +1,7 @@
 #pragma once
 
 #include "app/toolwindow.h"
+#include "engine/pdftools.h"
 
 #include <memory>
 
@@ -10,7 +11,7 @@ class ViewControllerMerge;
 class DocumentList;
 
 // The Merge window: the documents of the list, in list order, joined into one new file chosen
-// in a save panel.
+// in a save panel, with their bookmarks kept as the pop-up under the list says.
 class ViewControllerMerge : public ToolWindow
 {
     Q_OBJECT
@@ -24,6 +25,8 @@ public:
     void OnMoveUp();
     void OnMoveDown();
     void OnMergePDF();
+    // The pop-up's choice.
+    PDFTools::BookmarkPolicy bookmarkPolicy() const;
 
 private:
     std::unique_ptr<Ui::ViewControllerMerge> ui;

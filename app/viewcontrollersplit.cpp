@@ -7,14 +7,17 @@
 #include "jobs/splitjob.h"
 #include "ui_viewcontrollersplit.h"
 
+#include <QFileInfo>
 #include <QIntValidator>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
 namespace {
 
 const QString defaultNames = QStringLiteral("[FileName](Page[IntervalIndex])");
+const QString bookmarkNames = QStringLiteral("[FileName] - [BookmarkName]");
 
 } // namespace
 
@@ -43,6 +46,10 @@ ViewControllerSplit::ViewControllerSplit(Alerts &alerts, QWidget *parent)
             &QRadioButton::clicked,
             this,
             &ViewControllerSplit::OnIntervalSplitSelected);
+    connect(ui->radioBookmarkSplit,
+            &QRadioButton::clicked,
+            this,
+            &ViewControllerSplit::OnBookmarkSplitSelected);
     connect(ui->textFieldPagesPerInterval,
             &QLineEdit::textEdited,
             this,
@@ -66,6 +73,8 @@ ViewControllerSplit::ViewControllerSplit(Alerts &alerts, QWidget *parent)
                  ui->stepperPagesPerInterval,
                  ui->radioIntervalSplit,
                  ui->textFieldPagesIntervals,
+                 ui->radioBookmarkSplit,
+                 ui->spinBookmarkLevel,
                  ui->textFieldNames,
                  ui->textFieldFolder,
                  ui->buttonBrowse,
@@ -75,6 +84,24 @@ ViewControllerSplit::ViewControllerSplit(Alerts &alerts, QWidget *parent)
     ResetInterface();
     setNameExample(ui->labelNamesExample, [this](const QString &document, qint64 pages) {
         Jobs::SplitSettings s = settings();
+        if (s.mode == Naming::SplitMode::Bookmarks) {
+            // The document's outline, read off this thread; with no document listed, an
+            // example of one.
+            std::optional<PDFTools::DocumentOutline> outline;
+            if (m_documents->listPdfPaths().contains(document)) {
+                outline = m_documents->facts().outline(document);
+                if (!outline) {
+                    m_documents->facts().requestOutline(document);
+                    return QString();
+                }
+            } else {
+                outline = PDFTools::DocumentOutline{
+                    1, {{int(s.bookmarkLevel), QStringLiteral("Introduction"), 1}}};
+            }
+            const auto outputs
+                = Jobs::SplitJob::outputsFor(s, document, outline->pages, outline->entries);
+            return outputs.isEmpty() ? QString() : outputs.front().path;
+        }
         // Runs of pages: the first run is enough.
         if (s.mode == Naming::SplitMode::Consecutive) {
             pages = pages > 0 ? std::min(pages, std::max<qint64>(s.pagesPerInterval, 1))
@@ -89,9 +116,18 @@ ViewControllerSplit::ViewControllerSplit(Alerts &alerts, QWidget *parent)
          {ui->textFieldNames, ui->textFieldPagesPerInterval, ui->textFieldPagesIntervals}) {
         connect(field, &QLineEdit::textChanged, this, &ViewControllerSplit::updateNameExample);
     }
-    for (QRadioButton *mode : {ui->radioConsecutivePageSplit, ui->radioIntervalSplit}) {
+    for (QRadioButton *mode :
+         {ui->radioConsecutivePageSplit, ui->radioIntervalSplit, ui->radioBookmarkSplit}) {
         connect(mode, &QRadioButton::toggled, this, &ViewControllerSplit::updateNameExample);
     }
+    connect(ui->spinBookmarkLevel,
+            &QSpinBox::valueChanged,
+            this,
+            &ViewControllerSplit::updateNameExample);
+    connect(&m_documents->facts(),
+            &Jobs::DocumentFacts::outlineRead,
+            this,
+            &ViewControllerSplit::updateNameExample);
 }
 
 ViewControllerSplit::~ViewControllerSplit() = default;
@@ -105,12 +141,14 @@ void ViewControllerSplit::ResetInterface()
 Jobs::SplitSettings ViewControllerSplit::settings() const
 {
     Jobs::SplitSettings settings;
-    settings.mode = ui->radioIntervalSplit->isChecked() ? Naming::SplitMode::Intervals
-                                                        : Naming::SplitMode::Consecutive;
+    settings.mode = ui->radioIntervalSplit->isChecked()   ? Naming::SplitMode::Intervals
+                    : ui->radioBookmarkSplit->isChecked() ? Naming::SplitMode::Bookmarks
+                                                          : Naming::SplitMode::Consecutive;
     // Not a number reads as 0; the whole-number part counts.
     settings.pagesPerInterval
         = Jobs::wholeNumber(ui->textFieldPagesPerInterval->text().toDouble()).value_or(0);
     settings.expression = ui->textFieldPagesIntervals->text();
+    settings.bookmarkLevel = ui->spinBookmarkLevel->value();
     settings.nameTemplate = ui->textFieldNames->text();
     settings.folder = ui->textFieldFolder->text();
     return settings;
@@ -118,12 +156,15 @@ Jobs::SplitSettings ViewControllerSplit::settings() const
 
 void ViewControllerSplit::setSettings(const Jobs::SplitSettings &settings)
 {
-    const bool consecutive = settings.mode == Naming::SplitMode::Consecutive;
-    ui->radioConsecutivePageSplit->setChecked(consecutive);
-    ui->radioIntervalSplit->setChecked(!consecutive);
+    ui->radioConsecutivePageSplit->setChecked(settings.mode == Naming::SplitMode::Consecutive);
+    ui->radioIntervalSplit->setChecked(settings.mode == Naming::SplitMode::Intervals);
+    ui->radioBookmarkSplit->setChecked(settings.mode == Naming::SplitMode::Bookmarks);
     ui->textFieldPagesPerInterval->setText(QString::number(settings.pagesPerInterval));
     ui->stepperPagesPerInterval->setValue(double(settings.pagesPerInterval));
     ui->textFieldPagesIntervals->setText(settings.expression);
+    ui->spinBookmarkLevel->setValue(int(std::clamp<qint64>(settings.bookmarkLevel,
+                                                           ui->spinBookmarkLevel->minimum(),
+                                                           ui->spinBookmarkLevel->maximum())));
     ui->textFieldNames->setText(settings.nameTemplate);
     ui->textFieldFolder->setText(settings.folder);
 }
@@ -146,12 +187,36 @@ bool ViewControllerSplit::applyProfileSettings(const QJsonObject &json,
 void ViewControllerSplit::OnConsecutivePageSplitSelected()
 {
     ui->radioIntervalSplit->setChecked(false);
+    ui->radioBookmarkSplit->setChecked(false);
     ui->textFieldNames->setText(defaultNames);
 }
 
 void ViewControllerSplit::OnIntervalSplitSelected()
 {
     ui->radioConsecutivePageSplit->setChecked(false);
+    ui->radioBookmarkSplit->setChecked(false);
+}
+
+void ViewControllerSplit::OnBookmarkSplitSelected()
+{
+    ui->radioConsecutivePageSplit->setChecked(false);
+    ui->radioIntervalSplit->setChecked(false);
+    // Pieces named after their bookmarks, unless another template was typed.
+    if (ui->textFieldNames->text() == defaultNames) {
+        ui->textFieldNames->setText(bookmarkNames);
+    }
+}
+
+QString ViewControllerSplit::noOutputText(const QString &document) const
+{
+    if (!ui->radioBookmarkSplit->isChecked()) {
+        return ToolWindow::noOutputText(document);
+    }
+    const QString name = QFileInfo(document).fileName();
+    return m_documents->facts().outline(document) ? tr("No file: %1 has no bookmark of level %2.")
+                                                        .arg(name)
+                                                        .arg(ui->spinBookmarkLevel->value())
+                                                  : tr("Reading the bookmarks of %1…").arg(name);
 }
 
 void ViewControllerSplit::OnPagesPerIntervalChanged()

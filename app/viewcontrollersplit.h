@@ -12,8 +12,8 @@ class ViewControllerSplit;
 class DocumentList;
 
 // The Split window: each document of the list cut into several new files, by runs of a fixed
-// number of pages or at typed page intervals, written into a folder under names made from a
-// template.
+// number of pages, at typed page intervals or at the bookmarks of one outline level, written
+// into a folder under names made from a template.
 class ViewControllerSplit : public ToolWindow
 {
     Q_OBJECT
@@ -31,11 +31,13 @@ public:
     void ResetInterface() override;
     void OnConsecutivePageSplitSelected();
     void OnIntervalSplitSelected();
+    void OnBookmarkSplitSelected();
     void OnPagesPerIntervalChanged();
     void OnStepperPagesPerIntervalChanged();
     void OnSplitPDFDocuments();
 
 protected:
+    QString noOutputText(const QString &document) const override;
     QString profileTool() const override { return QLatin1String(Jobs::SplitSettings::Tool); }
     QJsonObject profileSettings() const override { return Jobs::Profiles::toJson(settings()); }
     bool

@@ -28,22 +28,35 @@ public:
     void request(const QString &path);
     // The facts last read; nothing before the first read has ended.
     std::optional<PDFTools::DocumentSummary> facts(const QString &path) const;
+    // The outline the same way, read only when asked (the Split window's name example, when it
+    // cuts at bookmarks).
+    void requestOutline(const QString &path);
+    std::optional<PDFTools::DocumentOutline> outline(const QString &path) const;
     // Waits for the reads under way (tests, and a window that closes).
     void waitForReads();
 
 signals:
     // The facts of path are known (on the thread that owns this object).
     void factsRead(const QString &path);
+    void outlineRead(const QString &path);
 
 private:
-    struct Entry
+    template <typename Value> struct Entry
     {
-        std::optional<PDFTools::DocumentSummary> summary;
+        std::optional<Value> value;
         QDateTime modified; // of the file when it was read
         qint64 size = -1;
         bool pending = false;
     };
-    QHash<QString, Entry> m_entries;
+    // Starts reading path into the entries with read unless its value is known and its file
+    // unchanged, or a read is under way; announce tells once the value is there.
+    template <typename Value, typename Read>
+    void request(QHash<QString, Entry<Value>> DocumentFacts::*entries,
+                 const QString &path,
+                 Read read,
+                 void (DocumentFacts::*announce)(const QString &));
+    QHash<QString, Entry<PDFTools::DocumentSummary>> m_entries;
+    QHash<QString, Entry<PDFTools::DocumentOutline>> m_outlines;
     QThreadPool m_pool;
 };
 

@@ -16,6 +16,7 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QComboBox>
 #include <QDir>
 #include <QGroupBox>
 #include <QLabel>
@@ -27,6 +28,7 @@
 #include <QRadioButton>
 #include <QRegularExpression>
 #include <QSignalSpy>
+#include <QSpinBox>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
@@ -81,6 +83,7 @@ private slots:
     void listCommands();
     void mergeRuns_data();
     void mergeRuns();
+    void mergeBookmarkChoices();
     void splitRuns_data();
     void splitRuns();
     void splitSettingsAndProfiles();
@@ -409,18 +412,44 @@ void TestApp::mergeRuns()
     QCOMPARE(window.documents().listPdfPaths(), paths(listed)); // the list survives the run
 }
 
+void TestApp::mergeBookmarkChoices()
+{
+    // a.pdf has the bookmark "A" to its page 2; b.pdf has none. Each choice of the pop-up, in
+    // its order, and the merged outline.
+    TestPdf::Document a = TestPdf::pages(2, "a");
+    a.outline = {{1, "A", 1}};
+    TestPdf::write(path("a.pdf"), a);
+    document("b.pdf");
+    ViewControllerMerge window(m_alerts);
+    listDocuments(window, paths("ab"));
+    auto *choices = child<QComboBox>(&window, "comboBookmarks");
+    const QStringList outlines{"A>a2", "a>a1 b>b1", "a>a1+ -A>a2 b>b1", ""};
+    QCOMPARE(choices->count(), outlines.size());
+    for (int i = 0; i < choices->count(); ++i) {
+        choices->setCurrentIndex(i);
+        m_alerts.saveFiles << path(QStringLiteral("out%1.pdf").arg(i));
+        click(&window, "buttonMergePDF");
+        QVERIFY(!choices->isEnabled());
+        waitForRun(window);
+        QVERIFY(choices->isEnabled());
+        QCOMPARE(TestPdf::read(path(QStringLiteral("out%1.pdf").arg(i))).outline.join(' '),
+                 outlines[i]);
+    }
+}
+
 void TestApp::splitRuns_data()
 {
-    // a.pdf (3 pages) and b.pdf (2 pages) are listed ("ab"), b deleted after that ("a"), or
-    // none is. The folder chosen: out, none, ".", or one deleted after that ("missing"); the
-    // listed files of out exist before the run, holding "old1". The fields as typed (empty:
-    // left as they are); the alerts in order; the output folder afterwards.
+    // a.pdf (3 pages, bookmarks "First" to page 1 and "Second" to page 2) and b.pdf (2 pages)
+    // are listed ("ab"), b deleted after that ("a"), a alone ("A"), or none is. The folder chosen:
+    // out, none, ".", or one deleted after that ("missing"); the listed files of out exist before
+    // the run, holding "old1". The fields as typed (empty: left as they are); the alerts in order;
+    // the output folder afterwards.
     QTest::addColumn<QString>("listed");
     QTest::addColumn<QString>("folder");
     QTest::addColumn<QString>("existing");
     QTest::addColumn<QList<OverwriteAnswer>>("answers");
     QTest::addColumn<QString>("perInterval");
-    QTest::addColumn<QString>("expression"); // empty: consecutive runs
+    QTest::addColumn<QString>("expression"); // empty: consecutive runs; "level N": bookmarks
     QTest::addColumn<QString>("names");
     QTest::addColumn<QString>("alerts");
     QTest::addColumn<QString>("files");
@@ -448,6 +477,11 @@ void TestApp::splitRuns_data()
     row("a document without an interval", "ab", "out", "", A{}, "1", "[3-4]", "",
         "message|No page interval of \"[3-4]\" lies within the 2 pages of <b>. Change the page "
         "intervals and split again.", "");
+    row("at bookmarks, named after them", "A", "out", "", A{}, "1", "level 1", "", splitText,
+        "a - First.pdf=a1; a - Second.pdf=a2 a3");
+    row("a document without bookmarks of the level", "ab", "out", "", A{}, "1", "level 1", "",
+        "message|The document <b> has no bookmark of level 1 that leads to one of its pages. "
+        "Choose another level or another way to split, and split again.", "");
     row("a document deleted after it was listed", "a", "out", "", A{}, "1", "", "",
         "message|The document <b> could not be opened: it was moved, deleted or damaged after "
         "it was added. Remove it from the list and split again.", "");
@@ -467,14 +501,17 @@ void TestApp::splitRuns()
     QFETCH(QString, names);
     QFETCH(QString, alerts);
     QFETCH(QString, files);
-    const QStringList both{document("a.pdf", 3), document("b.pdf", 2)};
+    TestPdf::Document a = TestPdf::pages(3, "a");
+    a.outline = {{1, "First", 0}, {1, "Second", 1}};
+    TestPdf::write(path("a.pdf"), a);
+    const QStringList both{path("a.pdf"), document("b.pdf", 2)};
     QDir(m_dir->path()).mkdir("out");
     QDir(m_dir->path()).mkdir("missing");
     for (const QString &name : existing.split(' ', Qt::SkipEmptyParts)) {
         TestPdf::write(path("out/" + name + ".pdf"), TestPdf::pages(1, "old"));
     }
     ViewControllerSplit window(m_alerts);
-    listDocuments(window, listed.isEmpty() ? QStringList() : both);
+    listDocuments(window, listed.isEmpty() ? QStringList() : listed == "A" ? both.mid(0, 1) : both);
     if (listed == "a") {
         QFile::remove(both[1]);
     }
@@ -482,7 +519,10 @@ void TestApp::splitRuns()
         chooseFolder(window, folder == "." ? m_dir->path() : path(folder));
     }
     QDir(path("missing")).removeRecursively();
-    if (!expression.isEmpty()) {
+    if (expression.startsWith("level ")) {
+        QTest::mouseClick(child<QRadioButton>(&window, "radioBookmarkSplit"), Qt::LeftButton);
+        child<QSpinBox>(&window, "spinBookmarkLevel")->setValue(expression.mid(6).toInt());
+    } else if (!expression.isEmpty()) {
         QTest::mouseClick(child<QRadioButton>(&window, "radioIntervalSplit"), Qt::LeftButton);
         child<QLineEdit>(&window, "textFieldPagesIntervals")->setText(expression);
     }
@@ -527,10 +567,24 @@ void TestApp::splitSettingsAndProfiles()
     QCOMPARE(names->text(), QStringLiteral("part[IntervalStart]"));
     child<QRadioButton>(&window, "radioConsecutivePageSplit")->click();
     QCOMPARE(names->text(), QStringLiteral("[FileName](Page[IntervalIndex])"));
+    // At bookmarks, the default names become the bookmarks' titles; the example shows the
+    // first piece once the document's outline is read.
+    TestPdf::Document a = TestPdf::pages(3, "a");
+    a.outline = {{1, "Preface", 0}, {1, "Chapter 1", 1}, {2, "Section 1.1", 2}};
+    TestPdf::write(path("a.pdf"), a);
+    listDocuments(window, {path("a.pdf")});
+    auto *example = child<QLabel>(&window, "labelNamesExample");
+    child<QRadioButton>(&window, "radioBookmarkSplit")->click();
+    QCOMPARE(names->text(), QStringLiteral("[FileName] - [BookmarkName]"));
+    QTRY_COMPARE(example->text(), QStringLiteral("e.g. a - Preface.pdf"));
+    child<QSpinBox>(&window, "spinBookmarkLevel")->setValue(2);
+    QCOMPARE(example->text(), QStringLiteral("e.g. a - a.pdf"));
+    child<QSpinBox>(&window, "spinBookmarkLevel")->setValue(3);
+    QCOMPARE(example->text(), QStringLiteral("No file: a.pdf has no bookmark of level 3."));
 
-    listDocuments(window, {document("a.pdf")});
     Jobs::SplitSettings custom;
-    custom.mode = Naming::SplitMode::Intervals;
+    custom.mode = Naming::SplitMode::Bookmarks;
+    custom.bookmarkLevel = 2;
     custom.pagesPerInterval = 4;
     custom.expression = "1,[2-5]";
     custom.nameTemplate = "[FileName]-[IntervalIndex]";
@@ -847,6 +901,7 @@ void TestApp::keyboardReachesEveryControl()
           "buttonRemoveAll",
           "buttonMoveUp",
           "buttonMoveDown",
+          "comboBookmarks",
           "buttonMergePDF"}},
         {&split,
          {"tableViewPDF",
@@ -857,6 +912,8 @@ void TestApp::keyboardReachesEveryControl()
           "textFieldPagesPerInterval",
           "radioIntervalSplit",
           "textFieldPagesIntervals",
+          "radioBookmarkSplit",
+          "spinBookmarkLevel",
           "textFieldNames",
           "textFieldFolder",
           "buttonBrowse",
