@@ -1,6 +1,6 @@
-// Page-interval expressions, read both ways, and runs of pages, against page counts up to 10^9:
-// nothing read lies outside the document, every interval runs forward, and the work stays in
-// proportion to the expression.
+// Page-interval expressions, read both ways, runs of pages and pieces at bookmarks, against page
+// counts up to 10^9: nothing read lies outside the document, every interval runs forward, and the
+// work stays in proportion to the expression.
 
 #include "naming/intervals.h"
 
@@ -45,6 +45,23 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         next = interval.end + 1;
     }
     if (pages > 0 && next != pages + 1) {
+        std::abort();
+    }
+    // Pieces at bookmarks (the expression's numbers as their pages, in any order) cover the
+    // document once, in order, from page 1, when any bookmark lies in it.
+    QList<Naming::BookmarkStart> starts;
+    for (const auto &interval : Naming::GenerateArrayOfIntervals(expression, pages)) {
+        starts << Naming::BookmarkStart{interval.end, expression};
+    }
+    next = 1;
+    const auto pieces = Naming::GenerateBookmarkIntervals(pages, starts, QString());
+    for (const auto &piece : pieces) {
+        if (piece.interval.start != next || piece.interval.end < piece.interval.start) {
+            std::abort();
+        }
+        next = piece.interval.end + 1;
+    }
+    if (!pieces.isEmpty() && next != pages + 1) {
         std::abort();
     }
     return 0;

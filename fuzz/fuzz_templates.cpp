@@ -1,6 +1,8 @@
 // Output-name templates and property templates, any bytes of any length: the output lies in the
 // folder given (a "/" typed into a template only goes further down), ends in ".pdf", and the
-// property templates make what the window shows from the same values.
+// property templates make what the window shows from the same values. A bookmark's title, any
+// text a document may hold, becomes a file name without "/", control characters, a leading dot
+// or blanks at its ends, of at most 120 bytes.
 
 #include "engine/pdftools.h"
 #include "naming/outputnames.h"
@@ -26,8 +28,20 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         }
     };
     check(Naming::OutputPathForDocument(nameTemplate, folder, input));
-    for (const auto mode : {Naming::SplitMode::Consecutive, Naming::SplitMode::Intervals}) {
-        check(Naming::OutputPathForInterval(nameTemplate, folder, input, mode, 3, 7, 9));
+    for (const auto mode : {Naming::SplitMode::Consecutive,
+                            Naming::SplitMode::Intervals,
+                            Naming::SplitMode::Bookmarks}) {
+        check(Naming::OutputPathForInterval(nameTemplate, folder, input, mode, 3, 7, 9, fileName));
+    }
+    const QString title = Naming::SafeFileName(text);
+    for (const QChar c : title) {
+        if (c == QLatin1Char('/') || c.category() == QChar::Other_Control) {
+            std::abort();
+        }
+    }
+    if (title.toUtf8().size() > 120 || title.startsWith(QLatin1Char('.'))
+        || title != title.trimmed()) {
+        std::abort();
     }
 
     PDFTools::DocumentProperties old{fileName, nameTemplate, QString(), {fileName, nameTemplate}};
