@@ -433,20 +433,7 @@ void DocumentList::OnAddPDFDocument()
         return;
     }
     sortNaturally(*chosen);
-    for (const QString &path : std::as_const(*chosen)) {
-        if (path.isEmpty() || m_paths.contains(path)) {
-            continue;
-        }
-        const auto status = PDFTools::LoadTest(path);
-        if (status != PDFTools::LoadStatus::Loadable) {
-            remember(path, status);
-            continue;
-        }
-        insertPath(int(m_paths.size()), path);
-    }
-    updateCount();
-    updateButtons();
-    emit listChanged();
+    appendLoadable(*chosen);
     if (!m_rejected.isEmpty()) {
         ShowCorruptedPDFsMessage();
     }
@@ -481,10 +468,10 @@ void DocumentList::acceptDrop(const QList<QUrl> &urls, int row)
     }
 }
 
-void DocumentList::addDocuments(const QStringList &paths)
+void DocumentList::appendLoadable(const QStringList &paths)
 {
     for (const QString &path : paths) {
-        if (m_paths.contains(path)) {
+        if (path.isEmpty() || m_paths.contains(path)) {
             continue;
         }
         const auto status = PDFTools::LoadTest(path);
@@ -497,6 +484,11 @@ void DocumentList::addDocuments(const QStringList &paths)
     updateCount();
     updateButtons();
     emit listChanged();
+}
+
+void DocumentList::addDocuments(const QStringList &paths)
+{
+    appendLoadable(paths);
     if (!m_rejected.isEmpty()) {
         // Queued: the window about to open is the alert's parent.
         QTimer::singleShot(0, this, &DocumentList::ShowCorruptedPDFsMessage);

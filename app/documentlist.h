@@ -152,6 +152,9 @@ private:
     // Replaces the order of the list, keeping the documents at the given rows selected.
     void reorder(const QStringList &paths, const QList<int> &selected);
     void remember(const QString &path, PDFTools::LoadStatus status);
+    // Lists the documents that pass the load test and are not listed yet, at the end; the
+    // others are remembered for the alert.
+    void appendLoadable(const QStringList &paths);
     void updateCount();
 
     PdfTableView *m_table;

@@ -51,3 +51,25 @@ void Stepper::stepBy(int steps)
         emit valueChanged(m_value);
     }
 }
+
+double fieldNumber(const QLineEdit *field)
+{
+    return double(field->text().toFloat());
+}
+
+QString fieldText(double value)
+{
+    return QString::number(value, 'g', 7);
+}
+
+void coupleFieldAndStepper(QLineEdit *field, Stepper *stepper, std::function<void()> changed)
+{
+    QObject::connect(field, &QLineEdit::textEdited, stepper, [field, stepper, changed] {
+        stepper->setValue(fieldNumber(field));
+        changed();
+    });
+    QObject::connect(stepper, &Stepper::valueChanged, field, [field, stepper, changed] {
+        field->setText(QString::asprintf("%.0f", stepper->value()));
+        changed();
+    });
+}

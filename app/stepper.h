@@ -2,6 +2,9 @@
 
 #include <QWidget>
 
+#include <functional>
+
+class QLineEdit;
 class QToolButton;
 
 // Up and down arrows beside a number field: a click steps the value within its limits and
@@ -39,3 +42,11 @@ private:
     double m_maximum = 99;
     double m_step = 1;
 };
+
+// A field's number as the windows read it: single precision, 0 for what is not a number.
+double fieldNumber(const QLineEdit *field);
+// A number as the windows write it into a field: up to 7 significant digits.
+QString fieldText(double value);
+// The field and its stepper follow each other: typing moves the stepper, a click writes the
+// whole number into the field; either way, changed() is called next.
+void coupleFieldAndStepper(QLineEdit *field, Stepper *stepper, std::function<void()> changed);

@@ -14,17 +14,6 @@ namespace {
 
 const QString defaultNames = QStringLiteral("[FileName]_Cropped");
 
-// A field's number as the window reads it: single precision, 0 for what is not a number.
-double fieldValue(const QLineEdit *field)
-{
-    return double(field->text().toFloat());
-}
-
-QString number(double value)
-{
-    return QString::number(value, 'g', 7);
-}
-
 } // namespace
 
 ViewControllerCrop::ViewControllerCrop(Alerts &alerts, QWidget *parent)
@@ -74,12 +63,7 @@ ViewControllerCrop::ViewControllerCrop(Alerts &alerts, QWidget *parent)
         {ui->textFieldHeight, ui->stepperHeight},
     };
     for (const auto &[field, stepper] : values) {
-        connect(field, &QLineEdit::textEdited, this, [this, field = field, stepper = stepper] {
-            OnTextFieldChanged(field, stepper);
-        });
-        connect(stepper, &Stepper::valueChanged, this, [this, field = field, stepper = stepper] {
-            OnStepperChanged(stepper, field);
-        });
+        coupleFieldAndStepper(field, stepper, [&pane] { pane.SchedulePreviewUpdate(); });
     }
     connect(ui->comboDefineUsing,
             &QComboBox::activated,
@@ -152,10 +136,10 @@ Jobs::CropSettings ViewControllerCrop::settings() const
     Jobs::CropSettings s;
     s.unit = ui->comboDefineUsing->currentIndex() == 0 ? Jobs::CropUnit::Percents
                                                        : Jobs::CropUnit::Points;
-    s.originX = fieldValue(ui->textFieldOriginX);
-    s.originY = fieldValue(ui->textFieldOriginY);
-    s.width = fieldValue(ui->textFieldWidth);
-    s.height = fieldValue(ui->textFieldHeight);
+    s.originX = fieldNumber(ui->textFieldOriginX);
+    s.originY = fieldNumber(ui->textFieldOriginY);
+    s.width = fieldNumber(ui->textFieldWidth);
+    s.height = fieldNumber(ui->textFieldHeight);
     s.pagesEnabled = ui->checkPagesIntervals->isChecked();
     s.pages = ui->textFieldPagesIntervals->text();
     s.nameTemplate = ui->textFieldNames->text();
@@ -175,7 +159,7 @@ void ViewControllerCrop::setSettings(const Jobs::CropSettings &s)
         {ui->textFieldHeight, ui->stepperHeight, s.height},
     };
     for (const auto &[field, stepper, value] : values) {
-        field->setText(number(value));
+        field->setText(fieldText(value));
         stepper->setValue(value);
     }
     ui->checkPagesIntervals->setChecked(s.pagesEnabled);
@@ -195,18 +179,6 @@ void ViewControllerCrop::setStepperRanges(Jobs::CropUnit unit)
     }
 }
 
-void ViewControllerCrop::OnTextFieldChanged(QLineEdit *field, Stepper *stepper)
-{
-    stepper->setValue(fieldValue(field));
-    preview().SchedulePreviewUpdate();
-}
-
-void ViewControllerCrop::OnStepperChanged(Stepper *stepper, QLineEdit *field)
-{
-    field->setText(QString::asprintf("%.0f", stepper->value()));
-    preview().SchedulePreviewUpdate();
-}
-
 void ViewControllerCrop::OnDefineUsingChanged()
 {
     const int selection = ui->comboDefineUsing->currentIndex();
@@ -222,8 +194,8 @@ void ViewControllerCrop::OnDefineUsingChanged()
         };
         for (const auto &[field, length] : values) {
             if (length > 0) {
-                const double value = fieldValue(field);
-                field->setText(number(toPercents ? value / length * 100 : value * length / 100));
+                const double value = fieldNumber(field);
+                field->setText(fieldText(toPercents ? value / length * 100 : value * length / 100));
             }
         }
     }
@@ -233,7 +205,7 @@ void ViewControllerCrop::OnDefineUsingChanged()
                                          std::pair{ui->textFieldOriginY, ui->stepperOriginY},
                                          std::pair{ui->textFieldWidth, ui->stepperWidth},
                                          std::pair{ui->textFieldHeight, ui->stepperHeight}}) {
-        stepper->setValue(fieldValue(field));
+        stepper->setValue(fieldNumber(field));
     }
     preview().SchedulePreviewUpdate();
 }
@@ -269,7 +241,7 @@ void ViewControllerCrop::OnRectangleDrawn(const QRectF &rect)
     };
     for (const auto &[field, stepper, value] : values) {
         field->setText(QString::asprintf("%.2f", value));
-        stepper->setValue(fieldValue(field));
+        stepper->setValue(fieldNumber(field));
     }
     preview().SchedulePreviewUpdate();
 }

@@ -33,10 +33,6 @@ public:
     void setSettings(const Jobs::CropSettings &settings);
 
     void ResetInterface() override;
-    // A field changed: its stepper follows, and the preview is refreshed.
-    void OnTextFieldChanged(QLineEdit *field, Stepper *stepper);
-    // A stepper was clicked: its field shows the whole number, and the preview is refreshed.
-    void OnStepperChanged(Stepper *stepper, QLineEdit *field);
     // The unit changed: the four values are converted against the previewed page, so that the
     // rectangle stays where it was (as they are when no page is previewed), and refreshed.
     void OnDefineUsingChanged();

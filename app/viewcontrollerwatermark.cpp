@@ -25,16 +25,6 @@ const QStringList positions{QStringLiteral("Bottom Left"),
                             QStringLiteral("Top Right"),
                             QStringLiteral("Center")};
 
-double fieldValue(const QLineEdit *field)
-{
-    return double(field->text().toFloat());
-}
-
-QString number(double value)
-{
-    return QString::number(value, 'g', 7);
-}
-
 } // namespace
 
 ViewControllerWatermark::ViewControllerWatermark(Alerts &alerts, QWidget *parent)
@@ -94,14 +84,7 @@ ViewControllerWatermark::ViewControllerWatermark(Alerts &alerts, QWidget *parent
         {ui->textFieldImageYOffset, ui->stepperImageYOffset},
     };
     for (const auto &[field, stepper] : numbers) {
-        connect(field, &QLineEdit::textEdited, this, [refresh, field = field, stepper = stepper] {
-            stepper->setValue(fieldValue(field));
-            refresh();
-        });
-        connect(stepper, &Stepper::valueChanged, this, [refresh, field = field, stepper = stepper] {
-            field->setText(QString::asprintf("%.0f", stepper->value()));
-            refresh();
-        });
+        coupleFieldAndStepper(field, stepper, refresh);
     }
     for (QLineEdit *field : {ui->textFieldText, ui->textFieldImage}) {
         connect(field, &QLineEdit::textEdited, this, refresh);
@@ -212,21 +195,21 @@ Jobs::WatermarkSettings ViewControllerWatermark::settings() const
     Jobs::WatermarkSettings s;
     s.text = ui->textFieldText->text();
     s.font = FontList::names().value(ui->comboFont->currentIndex());
-    s.size = fieldValue(ui->textFieldSize);
+    s.size = fieldNumber(ui->textFieldSize);
     s.color = m_color.name();
-    s.textOpacity = fieldValue(ui->textFieldTextOpacity);
+    s.textOpacity = fieldNumber(ui->textFieldTextOpacity);
     s.textPosition = ui->comboTextPosition->currentIndex();
-    s.textOffsetX = fieldValue(ui->textFieldTextXOffset);
-    s.textOffsetY = fieldValue(ui->textFieldTextYOffset);
+    s.textOffsetX = fieldNumber(ui->textFieldTextXOffset);
+    s.textOffsetY = fieldNumber(ui->textFieldTextYOffset);
     s.shadow = ui->checkShadow->isChecked();
     s.stroke = ui->checkStroke->isChecked();
     s.image = ui->textFieldImage->text();
-    s.scale = fieldValue(ui->textFieldScale);
-    s.imageOpacity = fieldValue(ui->textFieldImageOpacity);
+    s.scale = fieldNumber(ui->textFieldScale);
+    s.imageOpacity = fieldNumber(ui->textFieldImageOpacity);
     s.rotation = ui->sliderRotate->value();
     s.imagePosition = ui->comboImagePosition->currentIndex();
-    s.imageOffsetX = fieldValue(ui->textFieldImageXOffset);
-    s.imageOffsetY = fieldValue(ui->textFieldImageYOffset);
+    s.imageOffsetX = fieldNumber(ui->textFieldImageXOffset);
+    s.imageOffsetY = fieldNumber(ui->textFieldImageYOffset);
     s.pagesEnabled = ui->checkPageIntervals->isChecked();
     s.pages = ui->textFieldPageIntervals->text();
     s.nameTemplate = ui->textFieldNames->text();
@@ -247,7 +230,7 @@ void ViewControllerWatermark::setTextSettings(const Jobs::WatermarkSettings &s)
         {ui->textFieldTextYOffset, ui->stepperTextYOffset, s.textOffsetY},
     };
     for (const auto &[field, stepper, value] : values) {
-        field->setText(number(value));
+        field->setText(fieldText(value));
         stepper->setValue(value);
     }
     ui->checkShadow->setChecked(s.shadow);
@@ -265,7 +248,7 @@ void ViewControllerWatermark::setImageSettings(const Jobs::WatermarkSettings &s)
         {ui->textFieldImageYOffset, ui->stepperImageYOffset, s.imageOffsetY},
     };
     for (const auto &[field, stepper, value] : values) {
-        field->setText(number(value));
+        field->setText(fieldText(value));
         stepper->setValue(value);
     }
     ui->sliderRotate->setValue(int(std::lround(std::clamp(s.rotation, 0.0, 360.0))));

@@ -1,6 +1,5 @@
 #include "enginesupport.h"
 
-#include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -8,21 +7,95 @@
 
 #include <qpdf/QPDFExc.hh>
 #include <qpdf/QPDFSystemError.hh>
+#include <qpdf/Pipeline.hh>
 #include <qpdf/QPDFWriter.hh>
 
 #include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
+#include <optional>
+#include <set>
 #include <sys/stat.h>
 #include <sys/xattr.h>
+#include <system_error>
+#include <utility>
 #include <unistd.h>
+// The hash is compiled in: no library to load for it.
+#define XXH_INLINE_ALL
+#include <xxhash.h>
 
 Q_LOGGING_CATEGORY(lcEngine, "quire.engine", QtWarningMsg)
 
 namespace Engine {
 
-static bool stampDocumentId(FILE *file);
+namespace {
+
+// What the writer writes, on its way into the output file: digested for the document's ID as it
+// passes (instead of reading the whole file back), and, for a synced output, handed to the disk
+// every few megabytes, so that the sync at the end waits for the last ones only.
+class OutputPipeline final : public Pipeline
+{
+public:
+    OutputPipeline(FILE *file, bool writeBack)
+        : Pipeline("output", nullptr)
+        , m_file(file)
+        , m_writeBack(writeBack)
+        , m_digest(XXH3_createState())
+    {
+        if (!m_digest) {
+            throw std::bad_alloc();
+        }
+        XXH3_128bits_reset(m_digest);
+    }
+    ~OutputPipeline() override { XXH3_freeState(m_digest); }
+    OutputPipeline(const OutputPipeline &) = delete;
+    OutputPipeline &operator=(const OutputPipeline &) = delete;
+
+    void write(unsigned char const *data, size_t length) override
+    {
+        if (length == 0) {
+            return;
+        }
+        if (std::fwrite(data, 1, length, m_file) != length) {
+            throw std::system_error(errno, std::generic_category(), "write");
+        }
+        XXH3_128bits_update(m_digest, data, length);
+        m_written += length;
+        if (m_writeBack && m_written - m_handedOver >= WriteBackBytes
+            && std::fflush(m_file) == 0) {
+            ::sync_file_range(::fileno(m_file),
+                              off_t(m_handedOver),
+                              off_t(m_written - m_handedOver),
+                              SYNC_FILE_RANGE_WRITE);
+            m_handedOver = m_written;
+        }
+    }
+    // qpdf also calls this while it unwinds from an error, where it must not throw: a failed
+    // flush stays in the file's error state, which the commit checks.
+    void finish() override { std::fflush(m_file); }
+    // 16 bytes, the same for the same bytes written on any machine.
+    QByteArray digest() const
+    {
+        XXH128_canonical_t canonical;
+        XXH128_canonicalFromHash(&canonical, XXH3_128bits_digest(m_digest));
+        return QByteArray(reinterpret_cast<const char *>(canonical.digest),
+                          qsizetype(sizeof(canonical.digest)));
+    }
+
+private:
+    static constexpr size_t WriteBackBytes = 4 << 20;
+
+    FILE *m_file;
+    bool m_writeBack;
+    XXH3_state_t *m_digest;
+    size_t m_written = 0;
+    size_t m_handedOver = 0;
+};
+
+} // namespace
+
+static bool stampDocumentId(FILE *file, const QByteArray &digest);
 
 std::string encodePath(const QString &path)
 {
@@ -245,9 +318,11 @@ bool writeDocument(QPDF &pdf, PendingOutput &output, const WriteSettings &settin
             << "Cannot write " << output.target() << ": " << output.errorText();
         return false;
     }
+    std::optional<OutputPipeline> pipeline;
     const bool written = guarded("Cannot write", output.target(), [&] {
+        pipeline.emplace(output.file(), settings.sync);
         QPDFWriter writer(pdf);
-        writer.setOutputFile(output.tempPath().c_str(), output.file(), false);
+        writer.setOutputPipeline(&*pipeline);
         // Copied streams keep their bytes: decoding and re-deflating them costs several times
         // the whole copy and gains nothing.
         writer.setCompressStreams(false);
@@ -263,7 +338,7 @@ bool writeDocument(QPDF &pdf, PendingOutput &output, const WriteSettings &settin
     if (!written) {
         return false;
     }
-    if (!settings.inPlace && !stampDocumentId(output.file())) {
+    if (!settings.inPlace && !stampDocumentId(output.file(), pipeline->digest())) {
         qCInfo(lcEngine).noquote().nospace() << "No document ID written into " << output.target();
     }
     return true;
@@ -294,11 +369,10 @@ static mode_t processUmask()
 
 // The same document gets the same ID, so a run gives the same bytes however it is scheduled,
 // and two different documents get different IDs: a digest of every byte written. The ID qpdf
-// wrote is a fixed placeholder in the trailer; the digest is taken with it in place.
-static bool stampDocumentId(FILE *file)
+// wrote is a fixed placeholder in the trailer; the digest was taken with it in place.
+static bool stampDocumentId(FILE *file, const QByteArray &digest)
 {
     static constexpr QLatin1String placeholder("<31415926535897932384626433832795>");
-    static constexpr qint64 block = 1024 * 1024;
     static constexpr qint64 tailSize = 8 * 1024;
     if (std::fflush(file) != 0) {
         return false;
@@ -309,17 +383,6 @@ static bool stampDocumentId(FILE *file)
         return false;
     }
     const qint64 size = info.st_size;
-    QCryptographicHash digest(QCryptographicHash::Md5);
-    QByteArray bytes(block, Qt::Uninitialized);
-    for (qint64 offset = 0; offset < size;) {
-        const ssize_t got
-            = ::pread(fd, bytes.data(), size_t(std::min(block, size - offset)), off_t(offset));
-        if (got <= 0) {
-            return false;
-        }
-        digest.addData(QByteArrayView(bytes.constData(), qsizetype(got)));
-        offset += got;
-    }
     // The trailer, or the dictionary of the cross-reference stream, is at the end.
     const qint64 tailStart = std::max<qint64>(0, size - tailSize);
     QByteArray tail(size - tailStart, Qt::Uninitialized);
@@ -330,7 +393,7 @@ static bool stampDocumentId(FILE *file)
     if (idKey < 0) {
         return false;
     }
-    const QByteArray id = '<' + digest.result().toHex() + '>';
+    const QByteArray id = '<' + digest.toHex() + '>';
     bool stamped = false;
     for (qsizetype at = tail.indexOf(placeholder.data(), idKey);
          at >= 0 && at < idKey + 5 + 2 * placeholder.size();
@@ -449,6 +512,28 @@ PendingOutput::PendingOutput(const QString &target)
     }
 }
 
+namespace {
+
+void syncFolder(const std::string &folder)
+{
+    const int dir = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (dir >= 0) {
+        ::fsync(dir);
+        ::close(dir);
+    }
+}
+
+} // namespace
+
+// The outputs waiting to be put in place, on a thread where an OutputCommitGroup is alive.
+struct GroupedOutput
+{
+    std::string tempPath;
+    std::string target;
+    QString targetName;
+};
+thread_local std::vector<GroupedOutput> *groupedOutputs = nullptr;
+
 PendingOutput::~PendingOutput()
 {
     if (m_file) {
@@ -468,7 +553,7 @@ bool PendingOutput::commit(bool sync)
     m_file = nullptr;
     bool ok = std::fflush(file) == 0 && !std::ferror(file);
     int error = ok ? 0 : errno;
-    if (ok && sync && ::fsync(::fileno(file)) != 0) {
+    if (ok && sync && !groupedOutputs && ::fsync(::fileno(file)) != 0) {
         ok = false;
         error = errno;
     }
@@ -495,9 +580,18 @@ bool PendingOutput::commit(bool sync)
         ok = false;
         error = errno;
     }
+    if (ok && sync && groupedOutputs) {
+        // Its bytes start on their way to the disk now; the group waits for them with the others.
+        ::sync_file_range(::fileno(file), 0, 0, SYNC_FILE_RANGE_WRITE);
+    }
     if (std::fclose(file) != 0 && ok) {
         ok = false;
         error = errno;
+    }
+    if (ok && sync && groupedOutputs) {
+        groupedOutputs->push_back({m_tempPath, target, m_target});
+        m_committed = true;
+        return true;
     }
     if (ok && ::rename(m_tempPath.c_str(), target.c_str()) != 0) {
         ok = false;
@@ -505,12 +599,7 @@ bool PendingOutput::commit(bool sync)
     }
     if (ok && sync) {
         // The rename itself reaches the disk with the folder.
-        const std::string folder = encodePath(QFileInfo(m_target).absolutePath());
-        const int dir = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-        if (dir >= 0) {
-            ::fsync(dir);
-            ::close(dir);
-        }
+        syncFolder(encodePath(QFileInfo(m_target).absolutePath()));
     }
     if (!ok) {
         m_error = errnoText(error);
@@ -521,3 +610,62 @@ bool PendingOutput::commit(bool sync)
 }
 
 } // namespace Engine
+
+struct OutputCommitGroup::Private
+{
+    std::vector<Engine::GroupedOutput> outputs;
+};
+
+OutputCommitGroup::OutputCommitGroup()
+    : d(std::make_unique<Private>())
+{
+    Q_ASSERT(!Engine::groupedOutputs);
+    Engine::groupedOutputs = &d->outputs;
+}
+
+OutputCommitGroup::~OutputCommitGroup()
+{
+    Engine::groupedOutputs = nullptr;
+    for (const Engine::GroupedOutput &output : d->outputs) {
+        ::unlink(output.tempPath.c_str());
+    }
+}
+
+QList<OutputCommitGroup::Failure> OutputCommitGroup::finish()
+{
+    Engine::groupedOutputs = nullptr;
+    QList<Failure> failures;
+    // The first sync commits what every file of the group needs; the others find it done.
+    std::vector<bool> synced(d->outputs.size(), false);
+    for (size_t k = 0; k < d->outputs.size(); ++k) {
+        const Engine::GroupedOutput &output = d->outputs[k];
+        const int fd = ::open(output.tempPath.c_str(), O_RDONLY | O_CLOEXEC);
+        int error = fd < 0 ? errno : 0;
+        if (fd >= 0) {
+            if (::fdatasync(fd) != 0) {
+                error = errno;
+            }
+            ::close(fd);
+        }
+        if (error == 0 && ::rename(output.tempPath.c_str(), output.target.c_str()) != 0) {
+            error = errno;
+        }
+        if (error != 0) {
+            ::unlink(output.tempPath.c_str());
+            failures.append({output.targetName, Engine::errnoText(error)});
+        } else {
+            synced[k] = true;
+        }
+    }
+    std::set<std::string> folders;
+    for (size_t k = 0; k < d->outputs.size(); ++k) {
+        if (synced[k]) {
+            folders.insert(Engine::encodePath(QFileInfo(d->outputs[k].targetName).absolutePath()));
+        }
+    }
+    for (const std::string &folder : folders) {
+        Engine::syncFolder(folder);
+    }
+    d->outputs.clear();
+    return failures;
+}

@@ -211,3 +211,30 @@ private:
     QString m_path;
     std::unique_ptr<Private> d;
 };
+
+// While one is alive, the outputs its thread writes are put in place together when it ends:
+// their files reach the disk in one go, are renamed over their targets and their folders are
+// synced once. A document cut into 600 pages then waits for the disk a few times rather than
+// 1,200. An output is not at its target until finish(); abandoned ones are removed. One per
+// thread at a time.
+class OutputCommitGroup
+{
+public:
+    OutputCommitGroup();
+    ~OutputCommitGroup();
+    OutputCommitGroup(const OutputCommitGroup &) = delete;
+    OutputCommitGroup &operator=(const OutputCommitGroup &) = delete;
+
+    struct Failure
+    {
+        QString target;
+        QString reason;
+    };
+    // Puts every output in place; the ones that could not be, with why (their targets are as
+    // they were).
+    QList<Failure> finish();
+
+private:
+    struct Private;
+    std::unique_ptr<Private> d;
+};

@@ -163,12 +163,23 @@ bool SplitJob::writeUnit(Unit &unit)
         return false;
     }
     bool result = true;
+    // The pieces reach the disk together when the unit ends, rather than one sync each.
+    OutputCommitGroup pieces;
     for (qsizetype k = 0; k < unit.outputs.size(); ++k) {
         const PlannedOutput &output = document.outputs[unit.outputs[k]];
         unit.written[k]
             = PDFTools::SplitPdf(source, unit.paths[k], output.interval.start, output.interval.end);
         result = result && unit.written[k];
         unit.outputDone();
+    }
+    for (const OutputCommitGroup::Failure &failure : pieces.finish()) {
+        qCWarning(lcJobs).noquote().nospace()
+            << "Cannot write " << failure.target << ": " << failure.reason;
+        const qsizetype k = unit.paths.indexOf(failure.target);
+        if (k >= 0) {
+            unit.written[k] = false;
+        }
+        result = false;
     }
     return result;
 }

@@ -6,8 +6,8 @@ QUIRE_ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 # To build and run Quire: compiler, Qt 6 with QtPdf, qpdf, picture formats, and the fonts the
 # watermark's font list resolves to.
 QUIRE_PACKAGES=(build-essential cmake ninja-build ccache pkg-config
-    qt6-base-dev qt6-pdf-dev libqpdf-dev libjemalloc-dev qt6-image-formats-plugins libqt6svg6
-    fonts-liberation fonts-dejavu-core fonts-comic-neue fonts-urw-base35 xdg-utils)
+    qt6-base-dev qt6-pdf-dev libqpdf-dev libjemalloc-dev libxxhash-dev qt6-image-formats-plugins
+    libqt6svg6 fonts-liberation fonts-dejavu-core fonts-comic-neue fonts-urw-base35 xdg-utils)
 # To test it: qpdf and poppler's tools read back what Quire wrote; clang builds the fuzzers; the
 # validators of the desktop entry and the AppStream file, man and bash-completion check the
 # manual page and the completion.

@@ -172,6 +172,7 @@ private slots:
     void writeFailures_data();
     void writeFailures();
     void documentIds();
+    void outputsCommittedTogether();
     void propertyTemplates_data();
     void propertyTemplates();
     void propertiesSaved_data();
@@ -1316,6 +1317,37 @@ void TestEngine::documentIds()
     QVERIFY(idOf(path("outA.pdf")) != idOf(path("outB.pdf")));
     QVERIFY(PDFTools::CropPDF(path("A.pdf"), {}, path("again.pdf"), 0, 0, 100, 100, false));
     QCOMPARE(idOf(path("again.pdf")), idOf(path("outA.pdf")));
+}
+
+void TestEngine::outputsCommittedTogether()
+{
+    TestPdf::write(path("doc.pdf"), TestPdf::pages(3));
+    const auto cut = [&](const QStringList &names) {
+        PdfSource source(path("doc.pdf"));
+        for (qsizetype k = 0; k < names.size(); ++k) {
+            QVERIFY(PDFTools::SplitPdf(source, path(names[k]), k + 1, k + 1));
+        }
+    };
+    // Abandoned: nothing reaches a target and nothing is left behind.
+    {
+        OutputCommitGroup group;
+        cut({"a.pdf", "b.pdf"});
+    }
+    QCOMPARE(TestPdf::files(m_dir->path()), QStringList{"doc.pdf"});
+
+    // Put in place only by finish(); a target that became a folder in the meantime fails alone.
+    OutputCommitGroup group;
+    cut({"a.pdf", "b.pdf", "c.pdf"});
+    QVERIFY(!QFile::exists(path("a.pdf")));
+    QVERIFY(QDir(m_dir->path()).mkdir("b.pdf"));
+    const QList<OutputCommitGroup::Failure> failures = group.finish();
+    QCOMPARE(failures.size(), 1);
+    QCOMPARE(failures[0].target, path("b.pdf"));
+    QVERIFY(!failures[0].reason.isEmpty());
+    QCOMPARE(PDFTools::GetPDFNumberOfPages(path("a.pdf")), 1);
+    QCOMPARE(PDFTools::GetPDFNumberOfPages(path("c.pdf")), 1);
+    QVERIFY(QFileInfo(path("b.pdf")).isDir());
+    QCOMPARE(TestPdf::files(m_dir->path()), (QStringList{"a.pdf", "c.pdf", "doc.pdf"}));
 }
 
 QTEST_MAIN(TestEngine)
