@@ -1,7 +1,5 @@
 #include "watermarklayers.h"
 
-#include "watermarkcanvas.h"
-
 #include <QCryptographicHash>
 #include <QDataStream>
 #include <QFile>
@@ -12,8 +10,6 @@
 #include <sys/stat.h>
 
 namespace {
-
-using Layer = WatermarkDrawing::Canvas::Layer;
 
 // Deflated at zlib's fastest level: the layers are mostly flat colour and transparency, which
 // that level packs nearly as small as the slower ones.
@@ -141,8 +137,9 @@ std::shared_ptr<const WatermarkLayerSource::Image> prepare(const QImage &image)
 }
 
 // Paints one layer of the canvas within bounds and keeps what shows.
-WatermarkLayerSource::Placed
-paintLayer(const WatermarkDrawing::Canvas &canvas, Layer layer, const QRect &bounds)
+WatermarkLayerSource::Placed paintLayer(const WatermarkDrawing::Canvas &canvas,
+                                        WatermarkDrawing::Canvas::Layer layer,
+                                        const QRect &bounds)
 {
     QImage image(bounds.size(), QImage::Format_ARGB32_Premultiplied);
     if (image.isNull()) {
@@ -151,7 +148,7 @@ paintLayer(const WatermarkDrawing::Canvas &canvas, Layer layer, const QRect &bou
     image.fill(Qt::transparent);
     QPainter painter(&image);
     painter.translate(-bounds.topLeft());
-    if (layer == Layer::Picture) {
+    if (layer == WatermarkDrawing::Canvas::Layer::Picture) {
         canvas.paintPicture(painter, bounds);
     } else {
         canvas.paintText(painter, bounds);
@@ -214,48 +211,95 @@ WatermarkLayers::WatermarkLayers(const Jobs::WatermarkSettings &settings)
           PictureFile::load(settings.image, settings.scale / 100, WatermarkDrawing::CanvasScale))
 {}
 
-std::vector<WatermarkLayers::Placed> WatermarkLayers::layersOn(QSize canvasSize)
+std::vector<WatermarkLayers::Placed> WatermarkLayers::layersOn(QSize canvas)
 {
-    const WatermarkDrawing::Canvas canvas(
-        canvasSize, m_settings, m_picture, WatermarkDrawing::OutputStyle);
+    std::promise<std::vector<Placed>> drawing;
+    std::shared_future<std::vector<Placed>> drawn;
+    bool mine = false;
+    {
+        std::lock_guard lock(m_mutex);
+        auto &found = m_canvases[std::make_pair(canvas.width(), canvas.height())];
+        if (!found.valid()) {
+            found = drawing.get_future().share();
+            mine = true;
+        }
+        drawn = found;
+    }
+    if (!mine) {
+        return drawn.get();
+    }
+    try {
+        drawing.set_value(drawLayers(canvas));
+    } catch (...) {
+        // The callers waiting now hear of the failure; a later one tries again.
+        drawing.set_exception(std::current_exception());
+        std::lock_guard lock(m_mutex);
+        m_canvases.erase(std::make_pair(canvas.width(), canvas.height()));
+    }
+    return drawn.get();
+}
+
+std::vector<WatermarkLayers::Placed> WatermarkLayers::drawLayers(QSize canvas)
+{
+    // The text waits for the fonts, the picture for nothing: the two are drawn at once.
+    auto text = std::async(std::launch::async, [&] { return layerOn(Layer::Text, canvas); });
+    const std::optional<Placed> picture = layerOn(Layer::Picture, canvas);
     std::vector<Placed> placed;
-    for (const Layer layer : {Layer::Picture, Layer::Text}) {
-        const QRect bounds = layer == Layer::Picture ? canvas.pictureBounds() : canvas.textBounds();
-        if (bounds.isEmpty()) {
-            continue;
-        }
-        const auto corner = canvas.movableCorner(layer);
-        QPoint origin;
-        Key key{int(layer), false, canvasSize.width(), canvasSize.height()};
-        if (corner) {
-            origin = QPoint(int(std::floor(corner->x())), int(std::floor(corner->y())));
-            key = Key{int(layer),
-                      true,
-                      std::llround((corner->x() - origin.x()) * 1024),
-                      std::llround((corner->y() - origin.y()) * 1024)};
-        }
-        std::shared_ptr<const Placed> found;
-        {
-            std::lock_guard lock(m_mutex);
-            const auto it = m_layers.find(key);
-            if (it != m_layers.end()) {
-                found = it->second;
-            }
-        }
-        if (!found) {
-            // Painted outside the lock: documents of a batch on other threads may paint the
-            // same layer at once, and the first one kept wins.
-            Placed painted = paintLayer(canvas, layer, bounds);
-            painted.rect.translate(-origin);
-            std::lock_guard lock(m_mutex);
-            found = m_layers.emplace(key, std::make_shared<const Placed>(std::move(painted)))
-                        .first->second;
-        }
-        if (found->image) {
-            placed.push_back({found->image, found->rect.translated(origin)});
+    for (const auto &layer : {picture, text.get()}) {
+        if (layer) {
+            placed.push_back(*layer);
         }
     }
     return placed;
+}
+
+std::optional<WatermarkLayers::Placed> WatermarkLayers::layerOn(Layer layer, QSize canvasSize)
+{
+    // Each layer is laid out on a canvas of its own: the picture's needs no fonts.
+    static const PictureFile none;
+    Jobs::WatermarkSettings settings = m_settings;
+    if (layer == Layer::Picture) {
+        settings.text.clear();
+    }
+    const WatermarkDrawing::Canvas canvas(canvasSize,
+                                          settings,
+                                          layer == Layer::Picture ? m_picture : none,
+                                          WatermarkDrawing::OutputStyle);
+    const QRect bounds = layer == Layer::Picture ? canvas.pictureBounds() : canvas.textBounds();
+    if (bounds.isEmpty()) {
+        return std::nullopt;
+    }
+    const auto corner = canvas.movableCorner(layer);
+    QPoint origin;
+    Key key{int(layer), false, canvasSize.width(), canvasSize.height()};
+    if (corner) {
+        origin = QPoint(int(std::floor(corner->x())), int(std::floor(corner->y())));
+        key = Key{int(layer),
+                  true,
+                  std::llround((corner->x() - origin.x()) * 1024),
+                  std::llround((corner->y() - origin.y()) * 1024)};
+    }
+    std::shared_ptr<const Placed> found;
+    {
+        std::lock_guard lock(m_mutex);
+        const auto it = m_layers.find(key);
+        if (it != m_layers.end()) {
+            found = it->second;
+        }
+    }
+    if (!found) {
+        // Painted outside the lock: canvases of other sizes may paint the same layer at once,
+        // and the first one kept wins.
+        Placed painted = paintLayer(canvas, layer, bounds);
+        painted.rect.translate(-origin);
+        std::lock_guard lock(m_mutex);
+        found = m_layers.emplace(key, std::make_shared<const Placed>(std::move(painted)))
+                    .first->second;
+    }
+    if (!found->image) {
+        return std::nullopt;
+    }
+    return Placed{found->image, found->rect.translated(origin)};
 }
 
 QString WatermarkLayers::problem() const
