@@ -239,6 +239,14 @@ std::vector<WatermarkLayers::Placed> WatermarkLayers::layersOn(QSize canvas)
     return drawn.get();
 }
 
+bool WatermarkLayers::drawn(QSize canvas) const
+{
+    std::lock_guard lock(m_mutex);
+    const auto found = m_canvases.find(std::make_pair(canvas.width(), canvas.height()));
+    return found != m_canvases.end()
+           && found->second.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+}
+
 std::vector<WatermarkLayers::Placed> WatermarkLayers::drawLayers(QSize canvas)
 {
     // The text waits for the fonts, the picture for nothing: the two are drawn at once.

@@ -33,6 +33,7 @@ public:
     // Drawn once for each canvas size: a caller that asks while another draws the same size
     // waits for it (the documents of a batch on several threads share the drawing).
     std::vector<Placed> layersOn(QSize canvas) override;
+    bool drawn(QSize canvas) const override;
 
     // The settings name a picture that cannot be read.
     QString problem() const override;
@@ -50,7 +51,7 @@ private:
 
     Jobs::WatermarkSettings m_settings;
     PictureFile m_picture;
-    std::mutex m_mutex;
+    mutable std::mutex m_mutex;
     std::map<Key, std::shared_ptr<const Placed>> m_layers; // null image: nothing shows
     std::map<std::pair<int, int>, std::shared_future<std::vector<Placed>>> m_canvases;
 };

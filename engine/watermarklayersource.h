@@ -36,6 +36,9 @@ public:
     // What shows on a canvas of this size: the picture's layer, then the text's, each left out
     // when nothing of it shows. Any thread may ask, several at once.
     virtual std::vector<Placed> layersOn(QSize canvas) = 0;
+    // Whether layersOn(canvas) has its answer ready, without drawing: a document need not start
+    // drawing what an earlier one drew.
+    virtual bool drawn(QSize) const { return false; }
     // Why the layers cannot be drawn as the settings ask (a picture that cannot be read); empty
     // when they can.
     virtual QString problem() const { return {}; }

@@ -860,6 +860,7 @@ void TestPreview::layersSharedByThreads()
     QVERIFY(alone[1] != alone[3] && alone[1] != alone[5]);
 
     WatermarkLayers shared(settings);
+    QVERIFY(!shared.drawn(sizes[0]));
     std::vector<std::vector<std::vector<WatermarkLayerSource::Placed>>> got(4);
     std::vector<std::thread> threads;
     for (size_t t = 0; t < got.size(); ++t) {
@@ -872,6 +873,7 @@ void TestPreview::layersSharedByThreads()
     for (auto &thread : threads) {
         thread.join();
     }
+    QVERIFY(shared.drawn(sizes[0]) && shared.drawn(sizes[1]) && !shared.drawn({400, 302}));
     for (size_t t = 0; t < got.size(); ++t) {
         for (qsizetype i = 0; i < sizes.size(); ++i) {
             const qsizetype s = (i + qsizetype(t)) % sizes.size();
