@@ -236,12 +236,11 @@ bool PDFTools::WatermarkPDF(const QString &path,
                             WatermarkLayerSource &layers,
                             const QString &outputPath)
 {
-    // The layers are drawn while the document is read, on a US-letter canvas: a layer that lies
-    // wholly on it (one at a corner, say) has the same pixels on pages of any size.
-    const QSize letter(612 * 4, 792 * 4);
+    // The layers are drawn while the document is read.
     std::future<void> drawn;
-    if (!layers.drawn(letter)) {
-        drawn = std::async(std::launch::async, [&layers, letter] { layers.layersOn(letter); });
+    if (!layers.drawn(WatermarkLayerSource::FirstCanvas)) {
+        drawn = std::async(std::launch::async,
+                           [&layers] { layers.layersOn(WatermarkLayerSource::FirstCanvas); });
     }
     UpdatableDocument source(path);
     if (!source.pdf()) {
