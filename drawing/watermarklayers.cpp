@@ -96,19 +96,19 @@ void bleedColourIntoTransparency(QByteArray &colour, const QByteArray &alpha, in
     sweep(-1);
 }
 
-// image: premultiplied ARGB32. The colour goes into the PDF not premultiplied: the soft mask
-// applies the alpha.
-std::shared_ptr<const WatermarkLayerSource::Image> prepare(const QImage &image)
+// The pixels of rect in image (premultiplied ARGB32). The colour goes into the PDF not
+// premultiplied: the soft mask applies the alpha.
+std::shared_ptr<const WatermarkLayerSource::Image> prepare(const QImage &image, const QRect &rect)
 {
-    const qsizetype pixels = qsizetype(image.width()) * image.height();
+    const qsizetype pixels = qsizetype(rect.width()) * rect.height();
     QByteArray colour(pixels * 3, Qt::Uninitialized);
     QByteArray alpha(pixels, Qt::Uninitialized);
     char *c = colour.data();
     char *a = alpha.data();
     bool opaque = true;
-    for (int y = 0; y < image.height(); ++y) {
+    for (int y = rect.top(); y <= rect.bottom(); ++y) {
         const auto *line = reinterpret_cast<const QRgb *>(image.constScanLine(y));
-        for (int x = 0; x < image.width(); ++x) {
+        for (int x = rect.left(); x <= rect.right(); ++x) {
             const QRgb pixel = qUnpremultiply(line[x]);
             *c++ = char(qRed(pixel));
             *c++ = char(qGreen(pixel));
@@ -118,11 +118,11 @@ std::shared_ptr<const WatermarkLayerSource::Image> prepare(const QImage &image)
         }
     }
     if (!opaque) {
-        bleedColourIntoTransparency(colour, alpha, image.width(), image.height());
+        bleedColourIntoTransparency(colour, alpha, rect.width(), rect.height());
     }
     auto prepared = std::make_shared<WatermarkLayerSource::Image>();
-    prepared->width = image.width();
-    prepared->height = image.height();
+    prepared->width = rect.width();
+    prepared->height = rect.height();
     prepared->colour = deflated(colour);
     if (!opaque) {
         prepared->alpha = deflated(alpha);
@@ -158,7 +158,7 @@ WatermarkLayerSource::Placed paintLayer(const WatermarkDrawing::Canvas &canvas,
     if (used.isEmpty()) {
         return {};
     }
-    return {prepare(image.copy(used)), used.translated(bounds.topLeft())};
+    return {prepare(image, used), used.translated(bounds.topLeft())};
 }
 
 // Everything the layers' pixels depend on, the picture file's identity included.
