@@ -249,8 +249,11 @@ bool WatermarkLayers::drawn(QSize canvas) const
 
 std::vector<WatermarkLayers::Placed> WatermarkLayers::drawLayers(QSize canvas)
 {
-    // The text waits for the fonts, the picture for nothing: the two are drawn at once.
-    auto text = std::async(std::launch::async, [&] { return layerOn(Layer::Text, canvas); });
+    // The text waits for the fonts, the picture for nothing: while the picture is painted, the
+    // text is drawn on another thread. A picture kept already leaves the text to this thread,
+    // whose fonts are loaded once it has drawn text before (each thread loads its own).
+    auto text = std::async(pictureKept(canvas) ? std::launch::deferred : std::launch::async,
+                           [&] { return layerOn(Layer::Text, canvas); });
     const std::optional<Placed> picture = layerOn(Layer::Picture, canvas);
     std::vector<Placed> placed;
     for (const auto &layer : {picture, text.get()}) {
@@ -261,7 +264,7 @@ std::vector<WatermarkLayers::Placed> WatermarkLayers::drawLayers(QSize canvas)
     return placed;
 }
 
-std::optional<WatermarkLayers::Placed> WatermarkLayers::layerOn(Layer layer, QSize canvasSize)
+WatermarkDrawing::Canvas WatermarkLayers::layerCanvas(Layer layer, QSize size) const
 {
     // Each layer is laid out on a canvas of its own: the picture's needs no fonts.
     static const PictureFile none;
@@ -269,24 +272,44 @@ std::optional<WatermarkLayers::Placed> WatermarkLayers::layerOn(Layer layer, QSi
     if (layer == Layer::Picture) {
         settings.text.clear();
     }
-    const WatermarkDrawing::Canvas canvas(canvasSize,
-                                          settings,
-                                          layer == Layer::Picture ? m_picture : none,
-                                          WatermarkDrawing::OutputStyle);
+    return WatermarkDrawing::Canvas(
+        size, settings, layer == Layer::Picture ? m_picture : none, WatermarkDrawing::OutputStyle);
+}
+
+std::pair<WatermarkLayers::Key, QPoint>
+WatermarkLayers::placeOf(Layer layer, const WatermarkDrawing::Canvas &canvas, QSize size)
+{
+    const auto corner = canvas.movableCorner(layer);
+    if (!corner) {
+        return {Key{int(layer), false, size.width(), size.height()}, QPoint()};
+    }
+    const QPoint origin(int(std::floor(corner->x())), int(std::floor(corner->y())));
+    return {Key{int(layer),
+                true,
+                std::llround((corner->x() - origin.x()) * 1024),
+                std::llround((corner->y() - origin.y()) * 1024)},
+            origin};
+}
+
+bool WatermarkLayers::pictureKept(QSize size)
+{
+    const WatermarkDrawing::Canvas canvas = layerCanvas(Layer::Picture, size);
+    if (canvas.pictureBounds().isEmpty()) {
+        return true; // nothing to paint
+    }
+    const Key key = placeOf(Layer::Picture, canvas, size).first;
+    std::lock_guard lock(m_mutex);
+    return m_layers.count(key) > 0;
+}
+
+std::optional<WatermarkLayers::Placed> WatermarkLayers::layerOn(Layer layer, QSize size)
+{
+    const WatermarkDrawing::Canvas canvas = layerCanvas(layer, size);
     const QRect bounds = layer == Layer::Picture ? canvas.pictureBounds() : canvas.textBounds();
     if (bounds.isEmpty()) {
         return std::nullopt;
     }
-    const auto corner = canvas.movableCorner(layer);
-    QPoint origin;
-    Key key{int(layer), false, canvasSize.width(), canvasSize.height()};
-    if (corner) {
-        origin = QPoint(int(std::floor(corner->x())), int(std::floor(corner->y())));
-        key = Key{int(layer),
-                  true,
-                  std::llround((corner->x() - origin.x()) * 1024),
-                  std::llround((corner->y() - origin.y()) * 1024)};
-    }
+    const auto [key, origin] = placeOf(layer, canvas, size);
     std::shared_ptr<const Placed> found;
     {
         std::lock_guard lock(m_mutex);

@@ -40,14 +40,21 @@ public:
 
 private:
     using Layer = WatermarkDrawing::Canvas::Layer;
-    std::vector<Placed> drawLayers(QSize canvas);
-    // The layer on the canvas; nothing when none of it shows.
-    std::optional<Placed> layerOn(Layer layer, QSize canvas);
-
     // A layer that lies wholly on its canvas has the same pixels wherever it lands on the same
     // fraction of a pixel: it is kept by that fraction (in 1/1024 pixel), its rectangle relative
     // to the whole pixel of its corner. Any other is kept by its canvas's size.
     using Key = std::tuple<int, bool, qint64, qint64>; // layer, movable, fraction or size
+
+    std::vector<Placed> drawLayers(QSize canvas);
+    // The layer on the canvas; nothing when none of it shows.
+    std::optional<Placed> layerOn(Layer layer, QSize size);
+    // The canvas of the size laid out with the one layer.
+    WatermarkDrawing::Canvas layerCanvas(Layer layer, QSize size) const;
+    // How the layer is kept, and the corner its kept rectangle is relative to.
+    static std::pair<Key, QPoint>
+    placeOf(Layer layer, const WatermarkDrawing::Canvas &canvas, QSize size);
+    // Whether the picture on a canvas of the size needs no painting.
+    bool pictureKept(QSize size);
 
     Jobs::WatermarkSettings m_settings;
     PictureFile m_picture;
