@@ -1,7 +1,5 @@
 #include "watermarklayers.h"
 
-#include "watermarkcanvas.h"
-
 #include <QCryptographicHash>
 #include <QDataStream>
 #include <QFile>
@@ -12,8 +10,6 @@
 #include <sys/stat.h>
 
 namespace {
-
-using Layer = WatermarkDrawing::Canvas::Layer;
 
 // Deflated at zlib's fastest level: the layers are mostly flat colour and transparency, which
 // that level packs nearly as small as the slower ones.
@@ -100,19 +96,19 @@ void bleedColourIntoTransparency(QByteArray &colour, const QByteArray &alpha, in
     sweep(-1);
 }
 
-// image: premultiplied ARGB32. The colour goes into the PDF not premultiplied: the soft mask
-// applies the alpha.
-std::shared_ptr<const WatermarkLayerSource::Image> prepare(const QImage &image)
+// The pixels of rect in image (premultiplied ARGB32). The colour goes into the PDF not
+// premultiplied: the soft mask applies the alpha.
+std::shared_ptr<const WatermarkLayerSource::Image> prepare(const QImage &image, const QRect &rect)
 {
-    const qsizetype pixels = qsizetype(image.width()) * image.height();
+    const qsizetype pixels = qsizetype(rect.width()) * rect.height();
     QByteArray colour(pixels * 3, Qt::Uninitialized);
     QByteArray alpha(pixels, Qt::Uninitialized);
     char *c = colour.data();
     char *a = alpha.data();
     bool opaque = true;
-    for (int y = 0; y < image.height(); ++y) {
+    for (int y = rect.top(); y <= rect.bottom(); ++y) {
         const auto *line = reinterpret_cast<const QRgb *>(image.constScanLine(y));
-        for (int x = 0; x < image.width(); ++x) {
+        for (int x = rect.left(); x <= rect.right(); ++x) {
             const QRgb pixel = qUnpremultiply(line[x]);
             *c++ = char(qRed(pixel));
             *c++ = char(qGreen(pixel));
@@ -122,11 +118,11 @@ std::shared_ptr<const WatermarkLayerSource::Image> prepare(const QImage &image)
         }
     }
     if (!opaque) {
-        bleedColourIntoTransparency(colour, alpha, image.width(), image.height());
+        bleedColourIntoTransparency(colour, alpha, rect.width(), rect.height());
     }
     auto prepared = std::make_shared<WatermarkLayerSource::Image>();
-    prepared->width = image.width();
-    prepared->height = image.height();
+    prepared->width = rect.width();
+    prepared->height = rect.height();
     prepared->colour = deflated(colour);
     if (!opaque) {
         prepared->alpha = deflated(alpha);
@@ -141,8 +137,9 @@ std::shared_ptr<const WatermarkLayerSource::Image> prepare(const QImage &image)
 }
 
 // Paints one layer of the canvas within bounds and keeps what shows.
-WatermarkLayerSource::Placed
-paintLayer(const WatermarkDrawing::Canvas &canvas, Layer layer, const QRect &bounds)
+WatermarkLayerSource::Placed paintLayer(const WatermarkDrawing::Canvas &canvas,
+                                        WatermarkDrawing::Canvas::Layer layer,
+                                        const QRect &bounds)
 {
     QImage image(bounds.size(), QImage::Format_ARGB32_Premultiplied);
     if (image.isNull()) {
@@ -151,7 +148,7 @@ paintLayer(const WatermarkDrawing::Canvas &canvas, Layer layer, const QRect &bou
     image.fill(Qt::transparent);
     QPainter painter(&image);
     painter.translate(-bounds.topLeft());
-    if (layer == Layer::Picture) {
+    if (layer == WatermarkDrawing::Canvas::Layer::Picture) {
         canvas.paintPicture(painter, bounds);
     } else {
         canvas.paintText(painter, bounds);
@@ -161,7 +158,7 @@ paintLayer(const WatermarkDrawing::Canvas &canvas, Layer layer, const QRect &bou
     if (used.isEmpty()) {
         return {};
     }
-    return {prepare(image.copy(used)), used.translated(bounds.topLeft())};
+    return {prepare(image, used), used.translated(bounds.topLeft())};
 }
 
 // Everything the layers' pixels depend on, the picture file's identity included.
@@ -214,48 +211,126 @@ WatermarkLayers::WatermarkLayers(const Jobs::WatermarkSettings &settings)
           PictureFile::load(settings.image, settings.scale / 100, WatermarkDrawing::CanvasScale))
 {}
 
-std::vector<WatermarkLayers::Placed> WatermarkLayers::layersOn(QSize canvasSize)
+std::vector<WatermarkLayers::Placed> WatermarkLayers::layersOn(QSize canvas)
 {
-    const WatermarkDrawing::Canvas canvas(
-        canvasSize, m_settings, m_picture, WatermarkDrawing::OutputStyle);
+    std::promise<std::vector<Placed>> drawing;
+    std::shared_future<std::vector<Placed>> drawn;
+    bool mine = false;
+    {
+        std::lock_guard lock(m_mutex);
+        auto &found = m_canvases[std::make_pair(canvas.width(), canvas.height())];
+        if (!found.valid()) {
+            found = drawing.get_future().share();
+            mine = true;
+        }
+        drawn = found;
+    }
+    if (!mine) {
+        return drawn.get();
+    }
+    try {
+        drawing.set_value(drawLayers(canvas));
+    } catch (...) {
+        // The callers waiting now hear of the failure; a later one tries again.
+        drawing.set_exception(std::current_exception());
+        std::lock_guard lock(m_mutex);
+        m_canvases.erase(std::make_pair(canvas.width(), canvas.height()));
+    }
+    return drawn.get();
+}
+
+bool WatermarkLayers::drawn(QSize canvas) const
+{
+    std::lock_guard lock(m_mutex);
+    const auto found = m_canvases.find(std::make_pair(canvas.width(), canvas.height()));
+    return found != m_canvases.end()
+           && found->second.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+}
+
+std::vector<WatermarkLayers::Placed> WatermarkLayers::drawLayers(QSize canvas)
+{
+    // The text waits for the fonts, the picture for nothing: while the picture is painted, the
+    // text is drawn on another thread. A picture kept already leaves the text to this thread,
+    // whose fonts are loaded once it has drawn text before (each thread loads its own).
+    auto text = std::async(pictureKept(canvas) ? std::launch::deferred : std::launch::async,
+                           [&] { return layerOn(Layer::Text, canvas); });
+    const std::optional<Placed> picture = layerOn(Layer::Picture, canvas);
     std::vector<Placed> placed;
-    for (const Layer layer : {Layer::Picture, Layer::Text}) {
-        const QRect bounds = layer == Layer::Picture ? canvas.pictureBounds() : canvas.textBounds();
-        if (bounds.isEmpty()) {
-            continue;
-        }
-        const auto corner = canvas.movableCorner(layer);
-        QPoint origin;
-        Key key{int(layer), false, canvasSize.width(), canvasSize.height()};
-        if (corner) {
-            origin = QPoint(int(std::floor(corner->x())), int(std::floor(corner->y())));
-            key = Key{int(layer),
-                      true,
-                      std::llround((corner->x() - origin.x()) * 1024),
-                      std::llround((corner->y() - origin.y()) * 1024)};
-        }
-        std::shared_ptr<const Placed> found;
-        {
-            std::lock_guard lock(m_mutex);
-            const auto it = m_layers.find(key);
-            if (it != m_layers.end()) {
-                found = it->second;
-            }
-        }
-        if (!found) {
-            // Painted outside the lock: documents of a batch on other threads may paint the
-            // same layer at once, and the first one kept wins.
-            Placed painted = paintLayer(canvas, layer, bounds);
-            painted.rect.translate(-origin);
-            std::lock_guard lock(m_mutex);
-            found = m_layers.emplace(key, std::make_shared<const Placed>(std::move(painted)))
-                        .first->second;
-        }
-        if (found->image) {
-            placed.push_back({found->image, found->rect.translated(origin)});
+    for (const auto &layer : {picture, text.get()}) {
+        if (layer) {
+            placed.push_back(*layer);
         }
     }
     return placed;
+}
+
+WatermarkDrawing::Canvas WatermarkLayers::layerCanvas(Layer layer, QSize size) const
+{
+    // Each layer is laid out on a canvas of its own: the picture's needs no fonts.
+    static const PictureFile none;
+    Jobs::WatermarkSettings settings = m_settings;
+    if (layer == Layer::Picture) {
+        settings.text.clear();
+    }
+    return WatermarkDrawing::Canvas(
+        size, settings, layer == Layer::Picture ? m_picture : none, WatermarkDrawing::OutputStyle);
+}
+
+std::pair<WatermarkLayers::Key, QPoint>
+WatermarkLayers::placeOf(Layer layer, const WatermarkDrawing::Canvas &canvas, QSize size)
+{
+    const auto corner = canvas.movableCorner(layer);
+    if (!corner) {
+        return {Key{int(layer), false, size.width(), size.height()}, QPoint()};
+    }
+    const QPoint origin(int(std::floor(corner->x())), int(std::floor(corner->y())));
+    return {Key{int(layer),
+                true,
+                std::llround((corner->x() - origin.x()) * 1024),
+                std::llround((corner->y() - origin.y()) * 1024)},
+            origin};
+}
+
+bool WatermarkLayers::pictureKept(QSize size)
+{
+    const WatermarkDrawing::Canvas canvas = layerCanvas(Layer::Picture, size);
+    if (canvas.pictureBounds().isEmpty()) {
+        return true; // nothing to paint
+    }
+    const Key key = placeOf(Layer::Picture, canvas, size).first;
+    std::lock_guard lock(m_mutex);
+    return m_layers.count(key) > 0;
+}
+
+std::optional<WatermarkLayers::Placed> WatermarkLayers::layerOn(Layer layer, QSize size)
+{
+    const WatermarkDrawing::Canvas canvas = layerCanvas(layer, size);
+    const QRect bounds = layer == Layer::Picture ? canvas.pictureBounds() : canvas.textBounds();
+    if (bounds.isEmpty()) {
+        return std::nullopt;
+    }
+    const auto [key, origin] = placeOf(layer, canvas, size);
+    std::shared_ptr<const Placed> found;
+    {
+        std::lock_guard lock(m_mutex);
+        const auto it = m_layers.find(key);
+        if (it != m_layers.end()) {
+            found = it->second;
+        }
+    }
+    if (!found) {
+        // Painted outside the lock: canvases of other sizes may paint the same layer at once,
+        // and the first one kept wins.
+        Placed painted = paintLayer(canvas, layer, bounds);
+        painted.rect.translate(-origin);
+        std::lock_guard lock(m_mutex);
+        found = m_layers.emplace(key, std::make_shared<const Placed>(std::move(painted)))
+                    .first->second;
+    }
+    if (!found->image) {
+        return std::nullopt;
+    }
+    return Placed{found->image, found->rect.translated(origin)};
 }
 
 QString WatermarkLayers::problem() const

@@ -14,6 +14,7 @@
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
+#include <mutex>
 #include <optional>
 #include <set>
 #include <sys/stat.h>
@@ -599,7 +600,12 @@ bool PendingOutput::commit(bool sync)
     }
     if (ok && sync) {
         // The rename itself reaches the disk with the folder.
-        syncFolder(encodePath(QFileInfo(m_target).absolutePath()));
+        const std::string folder = encodePath(QFileInfo(m_target).absolutePath());
+        if (FolderSyncs::s_current) {
+            FolderSyncs::s_current->add(folder);
+        } else {
+            syncFolder(folder);
+        }
     }
     if (!ok) {
         m_error = errnoText(error);
@@ -610,6 +616,52 @@ bool PendingOutput::commit(bool sync)
 }
 
 } // namespace Engine
+
+thread_local FolderSyncs *FolderSyncs::s_current = nullptr;
+
+struct FolderSyncs::Private
+{
+    std::mutex mutex;
+    std::set<std::string> folders;
+};
+
+FolderSyncs::FolderSyncs()
+    : d(std::make_unique<Private>())
+{}
+
+FolderSyncs::~FolderSyncs()
+{
+    finish();
+}
+
+FolderSyncs::Scope::Scope(FolderSyncs &syncs)
+    : m_previous(s_current)
+{
+    s_current = &syncs;
+}
+
+FolderSyncs::Scope::~Scope()
+{
+    s_current = m_previous;
+}
+
+void FolderSyncs::add(const std::string &folder)
+{
+    std::lock_guard lock(d->mutex);
+    d->folders.insert(folder);
+}
+
+void FolderSyncs::finish()
+{
+    std::set<std::string> folders;
+    {
+        std::lock_guard lock(d->mutex);
+        folders.swap(d->folders);
+    }
+    for (const std::string &folder : folders) {
+        Engine::syncFolder(folder);
+    }
+}
 
 struct OutputCommitGroup::Private
 {

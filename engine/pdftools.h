@@ -12,9 +12,13 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string>
 
 class PdfSource;
 class WatermarkLayerSource; // engine/watermarklayersource.h
+namespace Engine {
+class PendingOutput;
+}
 
 // Stateless operations on PDF files by path. Nothing here throws and nothing asks the user:
 // failures come back as false, 0 or empty values, and diagnostics go to the "quire.engine"
@@ -209,6 +213,42 @@ private:
     friend class PDFTools;
     struct Private;
     QString m_path;
+    std::unique_ptr<Private> d;
+};
+
+// The folders of a run's outputs, synced once each when the run ends rather than once for
+// every output: each output still reaches the disk before it is renamed over its target (a
+// crash finds the old file or the new one), and the renames reach it with finish(). Workers
+// take it on with a Scope each, on their own threads.
+class FolderSyncs
+{
+public:
+    FolderSyncs();
+    ~FolderSyncs();
+    FolderSyncs(const FolderSyncs &) = delete;
+    FolderSyncs &operator=(const FolderSyncs &) = delete;
+
+    class Scope
+    {
+    public:
+        explicit Scope(FolderSyncs &syncs);
+        ~Scope();
+        Scope(const Scope &) = delete;
+        Scope &operator=(const Scope &) = delete;
+
+    private:
+        FolderSyncs *m_previous;
+    };
+
+    // Syncs the folders that outputs were renamed into since the last call.
+    void finish();
+
+private:
+    friend class Engine::PendingOutput;
+    void add(const std::string &folder);
+
+    static thread_local FolderSyncs *s_current;
+    struct Private;
     std::unique_ptr<Private> d;
 };
 

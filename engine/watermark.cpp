@@ -236,10 +236,12 @@ bool PDFTools::WatermarkPDF(const QString &path,
                             WatermarkLayerSource &layers,
                             const QString &outputPath)
 {
-    // The layers are drawn while the document is read, on a US-letter canvas: a layer that lies
-    // wholly on it (one at a corner, say) has the same pixels on pages of any size.
-    auto drawn
-        = std::async(std::launch::async, [&layers] { layers.layersOn(QSize(612 * 4, 792 * 4)); });
+    // The layers are drawn while the document is read.
+    std::future<void> drawn;
+    if (!layers.drawn(WatermarkLayerSource::FirstCanvas)) {
+        drawn = std::async(std::launch::async,
+                           [&layers] { layers.layersOn(WatermarkLayerSource::FirstCanvas); });
+    }
     UpdatableDocument source(path);
     if (!source.pdf()) {
         // The output holds no pages, as the copy of a document that does not open.
@@ -263,7 +265,9 @@ bool PDFTools::WatermarkPDF(const QString &path,
                 selected[size_t(number - 1)] = true;
             }
         }
-        drawn.get();
+        if (drawn.valid()) {
+            drawn.get();
+        }
         Stamper stamper(pdf, layers);
         std::vector<QPDFObjectHandle> stamped;
         for (size_t i = 0; i < pages.size(); ++i) {

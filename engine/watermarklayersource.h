@@ -33,9 +33,16 @@ public:
 
     virtual ~WatermarkLayerSource() = default;
 
+    // The canvas a document asks for first, while it is read: US letter. A layer that lies wholly
+    // on it (one at a corner, say) has the same pixels on pages of any size.
+    static constexpr QSize FirstCanvas{612 * 4, 792 * 4};
+
     // What shows on a canvas of this size: the picture's layer, then the text's, each left out
     // when nothing of it shows. Any thread may ask, several at once.
     virtual std::vector<Placed> layersOn(QSize canvas) = 0;
+    // Whether layersOn(canvas) has its answer ready, without drawing: a document need not start
+    // drawing what an earlier one drew.
+    virtual bool drawn(QSize) const { return false; }
     // Why the layers cannot be drawn as the settings ask (a picture that cannot be read); empty
     // when they can.
     virtual QString problem() const { return {}; }

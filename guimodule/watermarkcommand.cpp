@@ -12,6 +12,7 @@
 #include <QRegularExpression>
 
 #include <cmath>
+#include <future>
 
 namespace Cli {
 
@@ -241,6 +242,10 @@ int watermarkCommand(const QStringList &args)
         throw UsageError{QStringLiteral("the output folder is missing (-d DIR)")};
     }
     const BatchOptions options = readBatchOptions(parser);
+    // The layers are drawn from here on, while the documents are tested and the run is planned.
+    const auto layers = WatermarkLayers::forSettings(settings);
+    const auto drawing = std::async(
+        std::launch::async, [layers] { layers->layersOn(WatermarkLayerSource::FirstCanvas); });
     const Inputs inputs = [&] {
         try {
             return collectInputs(parser.positionalArguments());
@@ -251,7 +256,7 @@ int watermarkCommand(const QStringList &args)
     }();
     Jobs::WatermarkSettings run = settings;
     run.folder = QDir::cleanPath(QFileInfo(settings.folder).absoluteFilePath());
-    Jobs::WatermarkJob job(inputs.paths, run, WatermarkLayers::forSettings(run));
+    Jobs::WatermarkJob job(inputs.paths, run, layers);
     return runBatch(job,
                     options,
                     {QStringLiteral("watermark"),

@@ -90,7 +90,17 @@ WatermarkJob::WatermarkJob(QStringList inputs,
                         "watermarked")
     , m_settings(std::move(settings))
     , m_layers(std::move(layers))
+    , m_folderSyncs(std::make_unique<FolderSyncs>())
 {}
+
+WatermarkJob::~WatermarkJob() = default;
+
+RunResult WatermarkJob::run(const RunOptions &options, RunObserver *observer)
+{
+    RunResult result = Batch::run(options, observer);
+    m_folderSyncs->finish();
+    return result;
+}
 
 QList<Blocker> WatermarkJob::check() const
 {
@@ -104,6 +114,7 @@ QList<Blocker> WatermarkJob::check() const
 bool WatermarkJob::writeUnit(Unit &unit)
 {
     const DocumentPlan &document = m_plan.documents[unit.document];
+    const FolderSyncs::Scope folderSyncs(*m_folderSyncs);
     unit.written[0]
         = PDFTools::WatermarkPDF(document.input, document.selectedPages, *m_layers, unit.paths[0]);
     return unit.written[0];

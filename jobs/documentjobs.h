@@ -9,6 +9,7 @@
 #include <functional>
 #include <memory>
 
+class FolderSyncs;
 class WatermarkLayerSource;
 
 namespace Jobs {
@@ -57,15 +58,19 @@ public:
     WatermarkJob(QStringList inputs,
                  WatermarkSettings settings,
                  std::shared_ptr<WatermarkLayerSource> layers);
+    ~WatermarkJob() override;
     const WatermarkSettings &settings() const { return m_settings; }
     // A picture that cannot be read stops the run from starting: a run without it would not be
     // what was asked for.
     QList<Blocker> check() const override;
+    // The output folder is synced once, when every document is written.
+    RunResult run(const RunOptions &options, RunObserver *observer = nullptr) override;
 
 private:
     bool writeUnit(Unit &unit) override;
     WatermarkSettings m_settings;
     std::shared_ptr<WatermarkLayerSource> m_layers;
+    std::unique_ptr<FolderSyncs> m_folderSyncs;
 };
 
 // Edit PDF Properties: each document's title, author, subject and keywords rewritten from the

@@ -20,6 +20,7 @@
 #include <QTest>
 
 #include <optional>
+#include <thread>
 
 using Jobs::WatermarkSettings;
 Q_DECLARE_METATYPE(WatermarkSettings)
@@ -222,6 +223,7 @@ private slots:
     void updateOrWhole();
     void failures();
     void pictureReplacedBetweenDocuments();
+    void layersSharedByThreads();
 
 private:
     QString path(const QString &name) const { return m_dir->filePath(name); }
@@ -820,6 +822,68 @@ void TestPreview::pictureReplacedBetweenDocuments()
         const QString output = path(colour.name().mid(1) + ".pdf");
         QVERIFY(stamp(path("in.pdf"), settings, output));
         QCOMPARE(poppler(output, 1).pixelColor(400, 300), colour);
+    }
+}
+
+void TestPreview::layersSharedByThreads()
+{
+    // Canvases of several sizes asked for by several threads at once, as the workers of a batch
+    // ask: each size gets the layers a source of its own draws for it alone, and every thread the
+    // same ones.
+    WatermarkSettings settings = textOnly("Copyright ©", 0);
+    settings.image = path("logo.png");
+    settings.imagePosition = 4; // centred: other pixels on every size
+    settings.imageOpacity = 70;
+    QImage logo(30, 20, QImage::Format_ARGB32);
+    logo.fill(QColor(200, 40, 40, 128));
+    QVERIFY(logo.save(settings.image));
+    const QList<QSize> sizes{
+        {2448, 3168}, {400, 300}, {2380, 3368}, {401, 300}, {2448, 3168}, {400, 301}};
+    const auto described = [](const std::vector<WatermarkLayerSource::Placed> &layers) {
+        QStringList parts;
+        for (const auto &layer : layers) {
+            parts << QString("%1,%2 %3x%4 %5")
+                         .arg(layer.rect.x())
+                         .arg(layer.rect.y())
+                         .arg(layer.rect.width())
+                         .arg(layer.rect.height())
+                         .arg(QString::fromLatin1(layer.image->digest.toHex()));
+        }
+        return parts.join(" | ");
+    };
+    QStringList alone;
+    for (const QSize size : sizes) {
+        WatermarkLayers own(settings);
+        alone << described(own.layersOn(size));
+    }
+    QCOMPARE(alone[0].count(" | "), 1); // the picture and the text
+    QVERIFY(alone[1] != alone[3] && alone[1] != alone[5]);
+
+    WatermarkLayers shared(settings);
+    QVERIFY(!shared.drawn(sizes[0]));
+    std::vector<std::vector<std::vector<WatermarkLayerSource::Placed>>> got(4);
+    std::vector<std::thread> threads;
+    for (size_t t = 0; t < got.size(); ++t) {
+        threads.emplace_back([&, t] {
+            for (qsizetype i = 0; i < sizes.size(); ++i) {
+                got[t].push_back(shared.layersOn(sizes[(i + qsizetype(t)) % sizes.size()]));
+            }
+        });
+    }
+    for (auto &thread : threads) {
+        thread.join();
+    }
+    QVERIFY(shared.drawn(sizes[0]) && shared.drawn(sizes[1]) && !shared.drawn({400, 302}));
+    for (size_t t = 0; t < got.size(); ++t) {
+        for (qsizetype i = 0; i < sizes.size(); ++i) {
+            const qsizetype s = (i + qsizetype(t)) % sizes.size();
+            QCOMPARE(described(got[t][size_t(i)]), alone[s]);
+            // The very same images as the first thread's: drawn once for all of them.
+            const auto &first = got[0][size_t(s)];
+            for (size_t k = 0; k < first.size(); ++k) {
+                QCOMPARE(got[t][size_t(i)][k].image.get(), first[k].image.get());
+            }
+        }
     }
 }
 
