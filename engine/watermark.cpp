@@ -4,8 +4,8 @@
 // once each as an image with a soft mask, and drawn on every selected page where the whole canvas,
 // stretched over the page as shown, would put them. The source's pages change in place: their
 // content is wrapped in q/Q and followed by a small stream that draws the images, so everything
-// else about them and the document stays as it was, and the output is normally the source's
-// bytes followed by an incremental update.
+// else about them and the document stays as it was. The output is the document written anew, whole
+// (a signed one: its bytes followed by an incremental update, which keeps the signature valid).
 
 #include "enginesupport.h"
 #include "incrementalupdate.h"
