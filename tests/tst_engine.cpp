@@ -149,6 +149,7 @@ private slots:
     void watermarkProfile_data();
     void watermarkProfile();
     void inspection();
+    void pageCountBeyondTheFile();
     void loadTest_data();
     void loadTest();
     void merge_data();
@@ -1348,6 +1349,19 @@ void TestEngine::outputsCommittedTogether()
     QCOMPARE(PDFTools::GetPDFNumberOfPages(path("c.pdf")), 1);
     QVERIFY(QFileInfo(path("b.pdf")).isDir());
     QCOMPARE(TestPdf::files(m_dir->path()), (QStringList{"a.pdf", "c.pdf", "doc.pdf"}));
+}
+
+void TestEngine::pageCountBeyondTheFile()
+{
+    // The page tree claims more pages than the file has objects: the pages are counted one by
+    // one instead, so that no plan is made for pages that cannot exist.
+    TestPdf::write(path("doc.pdf"), TestPdf::pages(3));
+    QByteArray bytes = contents(path("doc.pdf"));
+    QVERIFY(bytes.contains("/Count 3"));
+    bytes.replace("/Count 3", "/Count 999999999999");
+    QVERIFY(TestPdf::writeBytes(path("doc.pdf"), bytes));
+    QCOMPARE(PDFTools::GetPDFNumberOfPages(path("doc.pdf")), 3);
+    QCOMPARE(PDFTools::SummarizeDocument(path("doc.pdf")).pages, 3);
 }
 
 QTEST_MAIN(TestEngine)
