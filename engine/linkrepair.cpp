@@ -6,21 +6,6 @@ namespace Engine {
 
 namespace {
 
-// Destination parameters are numbers, names or null; they are rebuilt in the output.
-QPDFObjectHandle scalarCopy(QPDFObjectHandle value)
-{
-    if (value.isInteger()) {
-        return QPDFObjectHandle::newInteger(value.getIntValue());
-    }
-    if (value.isReal()) {
-        return QPDFObjectHandle::newReal(value.getRealValue());
-    }
-    if (value.isName()) {
-        return QPDFObjectHandle::newName(value.getName());
-    }
-    return QPDFObjectHandle::newNull();
-}
-
 // The key of a named destination within its document: names and strings are apart.
 std::string sourceKey(bool isName, const std::string &text)
 {
@@ -54,6 +39,20 @@ std::string withSuffix(const std::string &name, int number)
 constexpr size_t NodeSize = 64; // entries per node of the name tree written
 
 } // namespace
+
+QPDFObjectHandle scalarCopy(QPDFObjectHandle value)
+{
+    if (value.isInteger()) {
+        return QPDFObjectHandle::newInteger(value.getIntValue());
+    }
+    if (value.isReal()) {
+        return QPDFObjectHandle::newReal(value.getRealValue());
+    }
+    if (value.isName()) {
+        return QPDFObjectHandle::newName(value.getName());
+    }
+    return QPDFObjectHandle::newNull();
+}
 
 unsigned long long objectKey(QPDFObjectHandle object)
 {

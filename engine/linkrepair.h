@@ -25,6 +25,10 @@ struct CopiedPage
     QPDFObjectHandle copy;
 };
 
+// A number or a name rebuilt in the output (a destination's parameters, an action's values);
+// null for anything else.
+QPDFObjectHandle scalarCopy(QPDFObjectHandle value);
+
 // An object's number and generation as one key for hashed sets; 0 for a direct object.
 unsigned long long objectKey(QPDFObjectHandle object);
 

@@ -17,15 +17,6 @@ QPDFObjectHandle plainCopy(QPDFObjectHandle value, int depth = 0)
     if (value.isBool()) {
         return QPDFObjectHandle::newBool(value.getBoolValue());
     }
-    if (value.isInteger()) {
-        return QPDFObjectHandle::newInteger(value.getIntValue());
-    }
-    if (value.isReal()) {
-        return QPDFObjectHandle::newReal(value.getRealValue());
-    }
-    if (value.isName()) {
-        return QPDFObjectHandle::newName(value.getName());
-    }
     if (value.isString()) {
         return QPDFObjectHandle::newString(value.getStringValue());
     }
@@ -45,7 +36,7 @@ QPDFObjectHandle plainCopy(QPDFObjectHandle value, int depth = 0)
         }
         return copy;
     }
-    return QPDFObjectHandle::newNull();
+    return scalarCopy(value);
 }
 
 bool isCopiedAction(QPDFObjectHandle type)
