@@ -16,6 +16,11 @@ namespace Engine {
 namespace {
 
 constexpr qpdf_offset_t BlockSize = 64 * 1024;
+// A reader that keeps jumping about a file (a writer copying the streams of a page, one piece
+// of a split after another) loads a block for every stream it reads. Once it has loaded this
+// many blocks more than the file holds, a file up to WholeFileSize is read whole, once.
+constexpr qpdf_offset_t ExtraLoads = 16;
+constexpr qpdf_offset_t WholeFileSize = 128 * 1024 * 1024;
 
 } // namespace
 
@@ -23,6 +28,7 @@ BlockInputSource::BlockInputSource(int fd, long long size, std::string name)
     : m_fd(fd)
     , m_size(size)
     , m_name(std::move(name))
+    , m_blockSize(BlockSize)
 {}
 
 std::shared_ptr<BlockInputSource> BlockInputSource::open(const std::string &path, OpenFiles *group)
@@ -94,17 +100,21 @@ bool BlockInputSource::load(qpdf_offset_t offset)
     if (offset < 0 || offset >= m_size) {
         return false;
     }
-    const qpdf_offset_t start = offset - offset % BlockSize;
-    if (start == m_blockStart) {
+    if (m_blockStart >= 0 && offset >= m_blockStart && offset - m_blockStart < m_blockSize) {
         return true;
     }
+    if (m_blockSize < m_size && m_size <= WholeFileSize
+        && ++m_loads > 2 * (m_size / BlockSize) + ExtraLoads) {
+        m_blockSize = m_size;
+    }
+    const qpdf_offset_t start = offset - offset % m_blockSize;
     if (m_fd < 0) {
         reopen();
     }
-    if (m_block.empty()) {
-        m_block.resize(size_t(BlockSize));
+    if (m_block.size() < size_t(m_blockSize)) {
+        m_block.resize(size_t(m_blockSize));
     }
-    const size_t wanted = size_t(std::min(BlockSize, m_size - start));
+    const size_t wanted = size_t(std::min(m_blockSize, m_size - start));
     size_t got = 0;
     while (got < wanted) {
         const ssize_t n = ::pread(m_fd, m_block.data() + got, wanted - got, off_t(start + got));
@@ -134,7 +144,7 @@ size_t BlockInputSource::copyOut(qpdf_offset_t offset, char *buffer, size_t leng
         const qpdf_offset_t at = offset + qpdf_offset_t(done);
         load(at);
         const qpdf_offset_t inBlock = at - m_blockStart;
-        const size_t n = std::min(total - done, size_t(BlockSize - inBlock));
+        const size_t n = std::min(total - done, size_t(m_blockSize - inBlock));
         std::memcpy(buffer + done, m_block.data() + inBlock, n);
         done += n;
     }

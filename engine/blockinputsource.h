@@ -17,7 +17,8 @@ class OpenFiles;
 // Reads a file through pread in cached blocks. qpdf's stdio source seeks the file before
 // nearly every object it reads, and those system calls cost more than parsing the objects;
 // here a seek only moves a position. Reads never change the descriptor's own offset, so the
-// caller may copy from the same descriptor meanwhile.
+// caller may copy from the same descriptor meanwhile. A file read all over again and again
+// (the streams of a split's pieces) is read whole, when it is not large.
 class BlockInputSource final : public InputSource
 {
 public:
@@ -66,6 +67,8 @@ private:
     qpdf_offset_t m_position = 0;
     std::vector<char> m_block;
     qpdf_offset_t m_blockStart = -1;
+    qpdf_offset_t m_blockSize;
+    qpdf_offset_t m_loads = 0; // blocks loaded
 };
 
 // The sources that share a limit of open files: opening one more closes the one opened longest

@@ -140,13 +140,20 @@ std::optional<QPDFObjectHandle> DestinationMap::map(QPDFObjectHandle destination
 {
     if (destination.isArray() && destination.getArrayNItems() > 0
         && destination.getArrayItem(0).isIndirect()) {
-        if (!copied.isArray() || copied.getArrayNItems() < 1
-            || copied.getArrayItem(0).isIndirect()) {
+        if (!copied.isArray() || copied.getArrayNItems() < 1) {
             return std::nullopt;
         }
-        // The link came before its target: point the copied destination at the copy.
-        if (auto page = copyOf(destination.getArrayItem(0))) {
-            copied.setArrayItem(0, *page);
+        auto target = destination.getArrayItem(0);
+        auto page = copyOf(target);
+        if (!copied.getArrayItem(0).isIndirect()) {
+            // The link came before its target: point the copied destination at the copy.
+            if (page) {
+                copied.setArrayItem(0, *page);
+            }
+        } else if (!page && target.isPageObject()) {
+            // The target was copied for an earlier piece in the same output: here it goes
+            // nowhere.
+            copied.setArrayItem(0, QPDFObjectHandle::newNull());
         }
         return std::nullopt;
     }

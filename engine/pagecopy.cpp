@@ -9,6 +9,10 @@
 #include "pdftools.h"
 
 #include <QFileInfo>
+#include <QScopeGuard>
+
+#include <span>
+#include <unordered_set>
 
 #include <qpdf/QPDFAcroFormDocumentHelper.hh>
 #include <qpdf/QPDFPageLabelDocumentHelper.hh>
@@ -194,17 +198,92 @@ bool PDFTools::MergePdfs(const QStringList &paths,
     return written && result;
 }
 
+// The pieces of one document share most of what their pages use (fonts, patterns, graphics
+// states; a manual's pages each reach a hundred or more of them): copied one piece after the
+// other into one output, each of those is copied once for many pieces rather than once for
+// every piece. Each piece is written from there under a catalog and page tree of its own, so
+// the writer reaches only the piece's pages and what they use, and the file is the one an
+// output of its own would give. The pages of a written piece are then made null, so that
+// nothing a later piece copies (a link, an annotation) leads back to them.
+class SharedPieceOutput
+{
+public:
+    // shared false: every piece gets an output of its own.
+    explicit SharedPieceOutput(bool shared)
+        : m_shared(shared)
+    {}
+
+    // The output for a piece of the given source pages, with an empty catalog and page tree.
+    QPDF &startPiece(std::span<const QPDFObjectHandle> pages)
+    {
+        // Every copied object stays in the output until it is replaced: past this many, a new
+        // one starts, and the memory of the old one is freed.
+        constexpr int maximumObjects = 5000;
+        // A page is copied once into an output: one that an earlier piece holds (intervals that
+        // overlap) needs a new output.
+        const bool copiedBefore = std::any_of(pages.begin(), pages.end(), [&](auto page) {
+            return m_copied.count(objectKey(page)) != 0;
+        });
+        if (!m_pdf || m_lastObject > maximumObjects || copiedBefore) {
+            m_pdf = std::make_unique<QPDF>();
+            m_pdf->setSuppressWarnings(true);
+            m_pdf->emptyPDF();
+            m_lastObject = 0;
+            m_copied.clear();
+            return *m_pdf;
+        }
+        QPDF &out = *m_pdf;
+        auto tree = QPDFObjectHandle::newDictionary();
+        tree.replaceKey("/Type", QPDFObjectHandle::newName("/Pages"));
+        tree.replaceKey("/Kids", QPDFObjectHandle::newArray());
+        tree.replaceKey("/Count", QPDFObjectHandle::newInteger(0));
+        auto catalog = QPDFObjectHandle::newDictionary();
+        catalog.replaceKey("/Type", QPDFObjectHandle::newName("/Catalog"));
+        catalog.replaceKey("/Pages", out.makeIndirectObject(tree));
+        out.getTrailer().replaceKey("/Root", out.makeIndirectObject(catalog));
+        out.getTrailer().removeKey("/Info");
+        out.updateAllPagesCache();
+        return out;
+    }
+
+    // The piece in the output was written (or not: a new output serves the next piece then).
+    void endPiece(const std::vector<CopiedPage> &copies, bool written)
+    {
+        if (!written || !m_shared) {
+            m_pdf.reset();
+            return;
+        }
+        for (const auto &c : copies) {
+            m_copied.insert(objectKey(c.source));
+            if (c.copy.isIndirect()) {
+                m_lastObject = std::max(m_lastObject, c.copy.getObjectID());
+                m_pdf->replaceObject(c.copy.getObjGen(), QPDFObjectHandle::newNull());
+            }
+        }
+    }
+
+private:
+    const bool m_shared;
+    std::unique_ptr<QPDF> m_pdf;
+    int m_lastObject = 0;
+    std::unordered_set<unsigned long long> m_copied; // the source pages in m_pdf
+};
+
 struct PdfSource::Private
 {
     explicit Private(OpenDocument opened)
         : doc(std::move(opened))
         , names(*doc.pdf)
+        // A document with form fields gives each piece an output of its own: the output's
+        // field tree would gather the fields of every piece.
+        , pieces(!QPDFAcroFormDocumentHelper(*doc.pdf).hasAcroForm())
     {}
     OpenDocument doc;
     NamedDestinations names;
     // Read for the first piece that needs them.
     std::optional<SourceOutline> outline;
     std::unique_ptr<QPDFPageLabelDocumentHelper> labels;
+    SharedPieceOutput pieces;
 };
 
 PdfSource::PdfSource(const QString &path)
@@ -250,12 +329,12 @@ bool PDFTools::SplitPdf(PdfSource &source,
     }
     bool result = true;
     const bool written = guarded("Cannot split", source.path(), [&] {
-        QPDF out;
-        out.setSuppressWarnings(true);
-        out.emptyPDF();
         if (!source.isOpen()) {
             // The source does not open: the output holds no pages and no attributes.
             qCWarning(lcEngine).noquote().nospace() << "Cannot open " << source.path();
+            QPDF out;
+            out.setSuppressWarnings(true);
+            out.emptyPDF();
             writeDocument(out, destination, {});
             result = false;
             return;
@@ -268,10 +347,18 @@ bool PDFTools::SplitPdf(PdfSource &source,
         const qint64 first = std::max<qint64>(startPage, 1);
         const qint64 last = std::min(stopPage, count);
         bool complete = startPage >= 1 && stopPage <= count;
-        PageCopier copier(out);
+        const bool anyPage = startPage >= 1 && first <= last;
+        QPDF &out = d.pieces.startPiece(anyPage ? std::span(d.doc.pages()).subspan(
+                                            size_t(first - 1), size_t(last - first + 1))
+                                                : std::span<const QPDFObjectHandle>());
         std::vector<CopiedPage> copies;
-        if (startPage >= 1 && first <= last) {
-            complete = copier.appendPages(pdf, size_t(first - 1), size_t(last), copies) && complete;
+        bool pieceWritten = false;
+        const auto endPiece = qScopeGuard([&] { d.pieces.endPiece(copies, pieceWritten); });
+        PageCopier copier(out);
+        bool copiedAll = true;
+        if (anyPage) {
+            copiedAll = copier.appendPages(pdf, size_t(first - 1), size_t(last), copies);
+            complete = copiedAll && complete;
         }
         DestinationMap map(pdf, d.names, copies);
         copier.repair(pdf, copies, map);
@@ -304,9 +391,10 @@ bool PDFTools::SplitPdf(PdfSource &source,
                 labels.write(out);
             });
         }
-        if (!writeDocument(out, destination, {versionOf(pdf)})) {
-            result = false;
-        }
+        pieceWritten = writeDocument(out, destination, {versionOf(pdf)});
+        result = result && pieceWritten;
+        // A page that could not be copied may have left half-copied objects behind.
+        pieceWritten = pieceWritten && copiedAll;
     });
     return written && result;
 }

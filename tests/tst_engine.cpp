@@ -161,6 +161,8 @@ private slots:
     void mergeBookmarks();
     void splitBookmarks_data();
     void splitBookmarks();
+    void piecesOfOneSource_data();
+    void piecesOfOneSource();
     void outlinesThatLoopOrAreHuge_data();
     void outlinesThatLoopOrAreHuge();
     void realDocuments();
@@ -792,6 +794,47 @@ void TestEngine::splitBookmarks()
         QVERIFY(part.outlineConsistent);
         QVERIFY(part.showsOutline);
         QCOMPARE(part.labels.join(' '), labels);
+    }
+}
+
+void TestEngine::piecesOfOneSource_data()
+{
+    // The pieces of one document written one after the other from one source are the files that
+    // cutting each alone gives: nothing of an earlier piece (its pages, outline, labels, a
+    // link's target) reaches a later one, including pieces that overlap.
+    QTest::addColumn<QString>("kind");
+    QTest::addColumn<QList<qint64>>("cuts"); // first, last, first, last...
+    // clang-format off
+    row("links, back and forth", "links", QList<qint64>{1, 2, 3, 4, 5, 5, 2, 3, 1, 5, 4, 5});
+    row("bookmarks and labels", "book", QList<qint64>{1, 1, 2, 3, 3, 3, 1, 3});
+    row("form fields", "form", QList<qint64>{1, 2, 3, 4, 2, 3});
+    row("thousands of objects", "long", QList<qint64>{1, 700, 701, 1400, 1401, 2100, 2101, 2400, 3, 4});
+    // clang-format on
+}
+
+void TestEngine::piecesOfOneSource()
+{
+    QFETCH(QString, kind);
+    QFETCH(QList<qint64>, cuts);
+    TestPdf::Document doc = TestPdf::pages(kind == "long" ? 2400 : 5);
+    if (kind == "book") {
+        doc = book("p");
+    } else if (kind == "form") {
+        doc.signedForm = true;
+    } else {
+        for (qsizetype i = 0; i < doc.pages.size(); ++i) {
+            (i % 2 ? doc.pages[i].namedLinkTo : doc.pages[i].linkTo) = int((i * 7 + 2) % doc.pages.size());
+        }
+    }
+    TestPdf::write(path("doc.pdf"), doc);
+    PdfSource source(path("doc.pdf"));
+    for (qsizetype k = 0; k + 1 < cuts.size(); k += 2) {
+        const QString shared = path(QStringLiteral("shared%1.pdf").arg(k));
+        const QString alone = path(QStringLiteral("alone%1.pdf").arg(k));
+        QVERIFY(PDFTools::SplitPdf(source, shared, cuts[k], cuts[k + 1]));
+        QVERIFY(PDFTools::SplitPdf(path("doc.pdf"), alone, cuts[k], cuts[k + 1]));
+        QCOMPARE(TestPdf::read(shared).pages.size(), cuts[k + 1] - cuts[k] + 1);
+        QVERIFY2(contents(shared) == contents(alone), qPrintable(QString::number(cuts[k])));
     }
 }
 
