@@ -16,6 +16,9 @@ namespace Engine {
 namespace {
 
 constexpr qpdf_offset_t BlockSize = 64 * 1024;
+// A file up to this size is read whole at its first read: its parse and the copy of its streams
+// then read it once.
+constexpr qpdf_offset_t SmallFileSize = 1024 * 1024;
 // A reader that keeps jumping about a file (a writer copying the streams of a page, one piece
 // of a split after another) loads a block for every stream it reads. Once it has loaded this
 // many blocks more than the file holds, a file up to WholeFileSize is read whole, once.
@@ -28,7 +31,7 @@ BlockInputSource::BlockInputSource(int fd, long long size, std::string name)
     : m_fd(fd)
     , m_size(size)
     , m_name(std::move(name))
-    , m_blockSize(BlockSize)
+    , m_blockSize(size > 0 && size <= SmallFileSize ? size : BlockSize)
 {}
 
 std::shared_ptr<BlockInputSource> BlockInputSource::open(const std::string &path, OpenFiles *group)
@@ -70,8 +73,20 @@ void BlockInputSource::release()
             m_group->closed(this);
         }
     }
-    std::vector<char>().swap(m_block);
+    m_block.reset();
+    m_capacity = 0;
     m_blockStart = -1;
+}
+
+void BlockInputSource::join(OpenFiles *group)
+{
+    if (!m_owned || m_group || !group) {
+        return;
+    }
+    m_group = group;
+    if (m_fd >= 0) {
+        group->opened(this);
+    }
 }
 
 void BlockInputSource::reopen()
@@ -111,13 +126,14 @@ bool BlockInputSource::load(qpdf_offset_t offset)
     if (m_fd < 0) {
         reopen();
     }
-    if (m_block.size() < size_t(m_blockSize)) {
-        m_block.resize(size_t(m_blockSize));
+    if (m_capacity < m_blockSize) {
+        m_block = std::make_unique_for_overwrite<char[]>(size_t(m_blockSize));
+        m_capacity = m_blockSize;
     }
     const size_t wanted = size_t(std::min(m_blockSize, m_size - start));
     size_t got = 0;
     while (got < wanted) {
-        const ssize_t n = ::pread(m_fd, m_block.data() + got, wanted - got, off_t(start + got));
+        const ssize_t n = ::pread(m_fd, m_block.get() + got, wanted - got, off_t(start + got));
         if (n < 0 && errno == EINTR) {
             continue;
         }
@@ -145,7 +161,7 @@ size_t BlockInputSource::copyOut(qpdf_offset_t offset, char *buffer, size_t leng
         load(at);
         const qpdf_offset_t inBlock = at - m_blockStart;
         const size_t n = std::min(total - done, size_t(m_blockSize - inBlock));
-        std::memcpy(buffer + done, m_block.data() + inBlock, n);
+        std::memcpy(buffer + done, m_block.get() + inBlock, n);
         done += n;
     }
     return total;

@@ -36,6 +36,8 @@ public:
 
     // Closes the source's own file and frees its block until the next read.
     void release();
+    // Joins a group of files (see open()), from the thread that reads the group's files.
+    void join(OpenFiles *group);
 
     qpdf_offset_t findAndSkipNextEOL() override;
     std::string const &getName() const override { return m_name; }
@@ -65,7 +67,8 @@ private:
     qpdf_offset_t m_size;
     std::string m_name;
     qpdf_offset_t m_position = 0;
-    std::vector<char> m_block;
+    std::unique_ptr<char[]> m_block; // not cleared: every byte used is read first
+    qpdf_offset_t m_capacity = 0;
     qpdf_offset_t m_blockStart = -1;
     qpdf_offset_t m_blockSize;
     qpdf_offset_t m_loads = 0; // blocks loaded
