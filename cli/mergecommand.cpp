@@ -1,6 +1,7 @@
 #include "batch.h"
 #include "commands.h"
 #include "console.h"
+#include "engine/pdftools.h"
 #include "jobs/mergejob.h"
 
 #include <QDir>
@@ -57,6 +58,8 @@ int mergeCommand(const QStringList &args)
     const Inputs inputs = collectInputs(parser.positionalArguments());
 
     Jobs::MergeJob job(inputs.paths, output, chosen->second);
+    // The process ends with the merge: its end frees the documents faster than the merge could.
+    PDFTools::KeepMergedDocumentsUntilExit(true);
     return runBatch(job,
                     options,
                     {QStringLiteral("merge"),

@@ -3,6 +3,7 @@
 // annotations. Links between copied pages are pointed at the copies (linkrepair.cpp), and the
 // bookmarks and page labels go with the pages they belong to (outline.cpp).
 
+#include "blockinputsource.h"
 #include "enginesupport.h"
 #include "linkrepair.h"
 #include "outline.h"
@@ -11,7 +12,11 @@
 #include <QFileInfo>
 #include <QScopeGuard>
 
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
 #include <span>
+#include <thread>
 #include <unordered_set>
 
 #include <qpdf/QPDFAcroFormDocumentHelper.hh>
@@ -86,6 +91,102 @@ void PageCopier::copyFormFields(QPDF &source, const std::vector<CopiedPage> &cop
     }
 }
 
+// Opens the inputs of a merge ahead of their copy, on a thread of its own: parsing an input
+// needs nothing of the others, so it overlaps the copy of the inputs before it, which stays in
+// list order on the calling thread. The inputs opened ahead join the merge's group of open
+// files when they are taken (the group belongs to the calling thread).
+class InputsAhead
+{
+public:
+    explicit InputsAhead(const QStringList &paths)
+        : m_paths(paths)
+        , m_documents(size_t(paths.size()))
+    {
+        if (paths.size() > 1) {
+            m_thread = std::thread([this] { openAll(); });
+        }
+    }
+    ~InputsAhead()
+    {
+        {
+            std::lock_guard lock(m_mutex);
+            m_stopped = true;
+        }
+        m_changed.notify_all();
+        if (m_thread.joinable()) {
+            m_thread.join();
+        }
+    }
+    InputsAhead(const InputsAhead &) = delete;
+    InputsAhead &operator=(const InputsAhead &) = delete;
+
+    // Input i, taken in list order; no document when it does not open.
+    OpenDocument take(qsizetype i, OpenFiles &group)
+    {
+        OpenDocument doc;
+        if (!m_thread.joinable()) {
+            doc = openDocument(m_paths[i], nullptr, true, &group);
+        } else {
+            std::unique_lock lock(m_mutex);
+            m_changed.wait(lock, [&] { return m_opened > i; });
+            doc = std::move(m_documents[size_t(i)]);
+            m_taken = i + 1;
+            lock.unlock();
+            m_changed.notify_all();
+        }
+        if (doc.input) {
+            doc.input->join(&group);
+        }
+        return doc;
+    }
+
+private:
+    // Opened and not yet taken, at most: enough to keep the copy from waiting.
+    static constexpr qsizetype Ahead = 2;
+
+    void openAll()
+    {
+        for (qsizetype i = 0; i < m_paths.size(); ++i) {
+            {
+                std::unique_lock lock(m_mutex);
+                m_changed.wait(lock, [&] { return m_stopped || i - m_taken < Ahead; });
+                if (m_stopped) {
+                    return;
+                }
+            }
+            OpenDocument doc = openDocument(m_paths[i], nullptr, true);
+            {
+                std::lock_guard lock(m_mutex);
+                m_documents[size_t(i)] = std::move(doc);
+                m_opened = i + 1;
+            }
+            m_changed.notify_all();
+        }
+    }
+
+    const QStringList &m_paths;
+    std::vector<OpenDocument> m_documents;
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    qsizetype m_opened = 0; // inputs 0..m_opened-1 are open (or failed to)
+    qsizetype m_taken = 0;
+    bool m_stopped = false;
+    std::thread m_thread;
+};
+
+std::atomic<bool> keepMergedDocuments = false;
+
+// Documents left to the end of the process: never freed.
+void keepUntilExit(std::unique_ptr<QPDF> output, std::vector<OpenDocument> sources)
+{
+    static std::mutex mutex;
+    static auto *kept = new std::vector<std::unique_ptr<QPDF>>;
+    static auto *keptSources = new std::vector<OpenDocument>;
+    std::lock_guard lock(mutex);
+    kept->push_back(std::move(output));
+    std::move(sources.begin(), sources.end(), std::back_inserter(*keptSources));
+}
+
 // The bookmark that stands for a whole input: its title, or else its file name without ".pdf".
 std::string documentTitle(QPDF &source, const QString &path)
 {
@@ -117,8 +218,9 @@ bool PDFTools::MergePdfs(const QStringList &paths,
     OpenFiles openFiles(32);
     std::vector<OpenDocument> sources;
     sources.reserve(size_t(paths.size()));
+    auto output = std::make_unique<QPDF>();
     const bool written = guarded("Cannot merge into", outputPath, [&] {
-        QPDF out;
+        QPDF &out = *output;
         out.setSuppressWarnings(true);
         out.emptyPDF();
         PageCopier copier(out);
@@ -128,6 +230,7 @@ bool PDFTools::MergePdfs(const QStringList &paths,
         bool showOutline = false;
         long long pageCount = 0;
         PDFVersion version(1, 3);
+        InputsAhead ahead(paths);
         for (qsizetype i = 0; i < paths.size(); ++i) {
             if (stopRequested && stopRequested()) {
                 qCInfo(lcEngine).noquote().nospace()
@@ -135,7 +238,7 @@ bool PDFTools::MergePdfs(const QStringList &paths,
                 result = false;
                 return;
             }
-            auto source = openDocument(paths[i], nullptr, true, &openFiles);
+            auto source = ahead.take(i, openFiles);
             if (!source.pdf) {
                 qCWarning(lcEngine).noquote().nospace() << "Cannot open " << paths[i];
                 result = false;
@@ -195,7 +298,15 @@ bool PDFTools::MergePdfs(const QStringList &paths,
             result = false;
         }
     });
+    if (keepMergedDocuments) {
+        keepUntilExit(std::move(output), std::move(sources));
+    }
     return written && result;
+}
+
+void PDFTools::KeepMergedDocumentsUntilExit(bool keep)
+{
+    keepMergedDocuments = keep;
 }
 
 // The pieces of one document share most of what their pages use (fonts, patterns, graphics
