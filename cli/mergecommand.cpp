@@ -59,7 +59,7 @@ int mergeCommand(const QStringList &args)
 
     Jobs::MergeJob job(inputs.paths, output, chosen->second);
     // The process ends with the merge: its end frees the documents faster than the merge could.
-    PDFTools::KeepMergedDocumentsUntilExit(true);
+    PDFTools::KeepDocumentsUntilExit(true);
     return runBatch(job,
                     options,
                     {QStringLiteral("merge"),

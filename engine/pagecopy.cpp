@@ -174,17 +174,15 @@ private:
     std::thread m_thread;
 };
 
-std::atomic<bool> keepMergedDocuments = false;
+std::atomic<bool> keepDocuments = false;
 
 // Documents left to the end of the process: never freed.
-void keepUntilExit(std::unique_ptr<QPDF> output, std::vector<OpenDocument> sources)
+void keepUntilExit(std::shared_ptr<void> documents)
 {
     static std::mutex mutex;
-    static auto *kept = new std::vector<std::unique_ptr<QPDF>>;
-    static auto *keptSources = new std::vector<OpenDocument>;
+    static auto *kept = new std::vector<std::shared_ptr<void>>;
     std::lock_guard lock(mutex);
-    kept->push_back(std::move(output));
-    std::move(sources.begin(), sources.end(), std::back_inserter(*keptSources));
+    kept->push_back(std::move(documents));
 }
 
 // The bookmark that stands for a whole input: its title, or else its file name without ".pdf".
@@ -298,15 +296,16 @@ bool PDFTools::MergePdfs(const QStringList &paths,
             result = false;
         }
     });
-    if (keepMergedDocuments) {
-        keepUntilExit(std::move(output), std::move(sources));
+    if (keepDocuments) {
+        keepUntilExit(std::move(output));
+        keepUntilExit(std::make_shared<std::vector<OpenDocument>>(std::move(sources)));
     }
     return written && result;
 }
 
-void PDFTools::KeepMergedDocumentsUntilExit(bool keep)
+void PDFTools::KeepDocumentsUntilExit(bool keep)
 {
-    keepMergedDocuments = keep;
+    keepDocuments = keep;
 }
 
 // The pieces of one document share most of what their pages use (fonts, patterns, graphics
@@ -406,7 +405,12 @@ PdfSource::PdfSource(const QString &path)
     }
 }
 
-PdfSource::~PdfSource() = default;
+PdfSource::~PdfSource()
+{
+    if (keepDocuments && d) {
+        keepUntilExit(std::shared_ptr<Private>(std::move(d)));
+    }
+}
 
 bool PdfSource::isOpen() const
 {

@@ -101,11 +101,6 @@ public:
                           const MergeProgress &updateProgress = {},
                           const StopRequested &stopRequested = {},
                           BookmarkPolicy bookmarks = BookmarkPolicy::Keep);
-    // For a process that ends when its merge does (the command line): the merge leaves the
-    // documents it read and made to the end of the process, which frees them at once, rather
-    // than taking them apart object by object (a tenth of the time of a merge of small
-    // documents). Off by default: a program that goes on needs the memory back.
-    static void KeepMergedDocumentsUntilExit(bool keep);
 
     // Copies pages startPage to stopPage (1-based, both included) into a new document, with
     // the bookmarks that lead into these pages (and those above them, as headings that lead
@@ -117,6 +112,13 @@ public:
     // The same on a document parsed once for all its intervals.
     static bool
     SplitPdf(PdfSource &source, const QString &destination, qint64 startPage, qint64 stopPage);
+
+    // For a process that ends when its work does (the command line): a merge and the source of
+    // a split leave the documents they parsed and made to the end of the process, which frees
+    // them at once, rather than taking them apart object by object (a tenth of the time of a
+    // merge of small documents). Off by default: a program that goes on needs the memory back,
+    // and so does a batch of many documents.
+    static void KeepDocumentsUntilExit(bool keep);
 
     struct OutlineEntry
     {
