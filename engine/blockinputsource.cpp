@@ -127,7 +127,7 @@ bool BlockInputSource::load(qpdf_offset_t offset)
         reopen();
     }
     if (m_capacity < m_blockSize) {
-        m_block = std::make_unique_for_overwrite<char[]>(size_t(m_blockSize));
+        m_block.reset(new char[size_t(m_blockSize)]); // not cleared: every byte used is read first
         m_capacity = m_blockSize;
     }
     const size_t wanted = size_t(std::min(m_blockSize, m_size - start));

@@ -67,7 +67,7 @@ private:
     qpdf_offset_t m_size;
     std::string m_name;
     qpdf_offset_t m_position = 0;
-    std::unique_ptr<char[]> m_block; // not cleared: every byte used is read first
+    std::unique_ptr<char[]> m_block;
     qpdf_offset_t m_capacity = 0;
     qpdf_offset_t m_blockStart = -1;
     qpdf_offset_t m_blockSize;

@@ -15,7 +15,6 @@
 #include <atomic>
 #include <condition_variable>
 #include <mutex>
-#include <span>
 #include <thread>
 #include <unordered_set>
 
@@ -323,17 +322,21 @@ public:
         : m_shared(shared)
     {}
 
-    // The output for a piece of the given source pages, with an empty catalog and page tree.
-    QPDF &startPiece(std::span<const QPDFObjectHandle> pages)
+    // The output for a piece of the source pages first..last-1, with an empty catalog and
+    // page tree.
+    QPDF &startPiece(const std::vector<QPDFObjectHandle> &pages, size_t first, size_t last)
     {
         // Every copied object stays in the output until it is replaced: past this many, a new
         // one starts, and the memory of the old one is freed.
         constexpr int maximumObjects = 5000;
         // A page is copied once into an output: one that an earlier piece holds (intervals that
         // overlap) needs a new output.
-        const bool copiedBefore = std::any_of(pages.begin(), pages.end(), [&](auto page) {
-            return m_copied.count(objectKey(page)) != 0;
-        });
+        last = std::min(last, pages.size());
+        const bool copiedBefore = std::any_of(pages.begin() + std::ptrdiff_t(std::min(first, last)),
+                                              pages.begin() + std::ptrdiff_t(last),
+                                              [&](auto page) {
+                                                  return m_copied.count(objectKey(page)) != 0;
+                                              });
         if (!m_pdf || m_lastObject > maximumObjects || copiedBefore) {
             m_pdf = std::make_unique<QPDF>();
             m_pdf->setSuppressWarnings(true);
@@ -463,9 +466,9 @@ bool PDFTools::SplitPdf(PdfSource &source,
         const qint64 last = std::min(stopPage, count);
         bool complete = startPage >= 1 && stopPage <= count;
         const bool anyPage = startPage >= 1 && first <= last;
-        QPDF &out = d.pieces.startPiece(anyPage ? std::span(d.doc.pages()).subspan(
-                                            size_t(first - 1), size_t(last - first + 1))
-                                                : std::span<const QPDFObjectHandle>());
+        QPDF &out = d.pieces.startPiece(d.doc.pages(),
+                                        anyPage ? size_t(first - 1) : 0,
+                                        anyPage ? size_t(last) : 0);
         std::vector<CopiedPage> copies;
         bool pieceWritten = false;
         const auto endPiece = qScopeGuard([&] { d.pieces.endPiece(copies, pieceWritten); });
