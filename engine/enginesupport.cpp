@@ -48,6 +48,7 @@ public:
             throw std::bad_alloc();
         }
         XXH3_128bits_reset(m_digest);
+        m_pending.reserve(PendingBytes);
     }
     ~OutputPipeline() override { XXH3_freeState(m_digest); }
     OutputPipeline(const OutputPipeline &) = delete;
@@ -58,11 +59,22 @@ public:
         if (length == 0) {
             return;
         }
-        if (std::fwrite(data, 1, length, m_file) != length) {
-            throw std::system_error(errno, std::generic_category(), "write");
-        }
         XXH3_128bits_update(m_digest, data, length);
-        m_written += length;
+        // The writer passes objects and streams on one by one: gathered here, they reach the
+        // file in a few large writes rather than one or two for every stream.
+        if (m_pending.size() + length > PendingBytes) {
+            if (!passOn()) {
+                throw std::system_error(errno, std::generic_category(), "write");
+            }
+        }
+        if (length >= PendingBytes) {
+            if (std::fwrite(data, 1, length, m_file) != length) {
+                throw std::system_error(errno, std::generic_category(), "write");
+            }
+            m_written += length;
+        } else {
+            m_pending.insert(m_pending.end(), data, data + length);
+        }
         if (m_writeBack && m_written - m_handedOver >= WriteBackBytes
             && std::fflush(m_file) == 0) {
             ::sync_file_range(::fileno(m_file),
@@ -72,9 +84,11 @@ public:
             m_handedOver = m_written;
         }
     }
-    // qpdf also calls this while it unwinds from an error, where it must not throw: a failed
-    // flush stays in the file's error state, which the commit checks.
-    void finish() override { std::fflush(m_file); }
+    // qpdf calls this after every stream it writes, and while it unwinds from an error: what
+    // was gathered waits for more, and flush() ends the document.
+    void finish() override {}
+    // Writes what was gathered and flushes the file; false when the file refused it.
+    bool flush() { return passOn() && std::fflush(m_file) == 0; }
     // 16 bytes, the same for the same bytes written on any machine.
     QByteArray digest() const
     {
@@ -86,12 +100,24 @@ public:
 
 private:
     static constexpr size_t WriteBackBytes = 4 << 20;
+    static constexpr size_t PendingBytes = 1 << 20;
+
+    // Writes what was gathered; false when the file refused it.
+    bool passOn()
+    {
+        const size_t length = m_pending.size();
+        const bool written = std::fwrite(m_pending.data(), 1, length, m_file) == length;
+        m_pending.clear();
+        m_written += length;
+        return written;
+    }
 
     FILE *m_file;
     bool m_writeBack;
     XXH3_state_t *m_digest;
-    size_t m_written = 0;
+    size_t m_written = 0; // passed on to the file
     size_t m_handedOver = 0;
+    std::vector<unsigned char> m_pending;
 };
 
 } // namespace
@@ -344,6 +370,9 @@ bool writeDocument(QPDF &pdf, PendingOutput &output, const WriteSettings &settin
         // depend on.
         writer.setStaticID(!settings.inPlace);
         writer.write();
+        if (!pipeline->flush()) {
+            throw std::system_error(errno, std::generic_category(), "write");
+        }
     });
     if (!written) {
         return false;
