@@ -803,9 +803,11 @@ void TestEngine::piecesOfOneSource_data()
     // cutting each alone gives: nothing of an earlier piece (its pages, outline, labels, a
     // link's target) reaches a later one, including pieces that overlap.
     QTest::addColumn<QString>("kind");
-    QTest::addColumn<QList<qint64>>("cuts"); // first, last, first, last...
+    // first, last, first, last...; a negative first: that piece goes to a folder that is not
+    // there, and fails.
+    QTest::addColumn<QList<qint64>>("cuts");
     // clang-format off
-    row("links, back and forth", "links", QList<qint64>{1, 2, 3, 4, 5, 5, 2, 3, 1, 5, 4, 5});
+    row("links, back and forth", "links", QList<qint64>{1, 2, -3, 4, 3, 4, 5, 5, 2, 3, 1, 5, 4, 5});
     row("bookmarks and labels", "book", QList<qint64>{1, 1, 2, 3, 3, 3, 1, 3});
     row("form fields", "form", QList<qint64>{1, 2, 3, 4, 2, 3});
     row("thousands of objects", "long", QList<qint64>{1, 700, 701, 1400, 1401, 2100, 2101, 2400, 3, 4});
@@ -829,6 +831,10 @@ void TestEngine::piecesOfOneSource()
     TestPdf::write(path("doc.pdf"), doc);
     PdfSource source(path("doc.pdf"));
     for (qsizetype k = 0; k + 1 < cuts.size(); k += 2) {
+        if (cuts[k] < 0) {
+            QVERIFY(!PDFTools::SplitPdf(source, path("missing/piece.pdf"), -cuts[k], cuts[k + 1]));
+            continue;
+        }
         const QString shared = path(QStringLiteral("shared%1.pdf").arg(k));
         const QString alone = path(QStringLiteral("alone%1.pdf").arg(k));
         QVERIFY(PDFTools::SplitPdf(source, shared, cuts[k], cuts[k + 1]));
