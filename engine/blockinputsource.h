@@ -8,7 +8,6 @@
 #include <memory>
 #include <string>
 #include <sys/types.h>
-#include <vector>
 
 namespace Engine {
 
@@ -17,8 +16,8 @@ class OpenFiles;
 // Reads a file through pread in cached blocks. qpdf's stdio source seeks the file before
 // nearly every object it reads, and those system calls cost more than parsing the objects;
 // here a seek only moves a position. Reads never change the descriptor's own offset, so the
-// caller may copy from the same descriptor meanwhile. A file read all over again and again
-// (the streams of a split's pieces) is read whole, when it is not large.
+// caller may copy from the same descriptor meanwhile. A small file is read whole at once, and
+// so is one read all over again (the streams of a split's pieces) when it is not large.
 class BlockInputSource final : public InputSource
 {
 public:

@@ -90,6 +90,15 @@ void PageCopier::copyFormFields(QPDF &source, const std::vector<CopiedPage> &cop
     }
 }
 
+// A new document without pages, for a merge or a split to copy pages into.
+std::unique_ptr<QPDF> newOutput()
+{
+    auto out = std::make_unique<QPDF>();
+    out->setSuppressWarnings(true);
+    out->emptyPDF();
+    return out;
+}
+
 // Opens the inputs of a merge ahead of their copy, on a thread of its own: parsing an input
 // needs nothing of the others, so it overlaps the copy of the inputs before it, which stays in
 // list order on the calling thread. The inputs opened ahead join the merge's group of open
@@ -215,11 +224,10 @@ bool PDFTools::MergePdfs(const QStringList &paths,
     OpenFiles openFiles(32);
     std::vector<OpenDocument> sources;
     sources.reserve(size_t(paths.size()));
-    auto output = std::make_unique<QPDF>();
+    std::unique_ptr<QPDF> output;
     const bool written = guarded("Cannot merge into", outputPath, [&] {
+        output = newOutput();
         QPDF &out = *output;
-        out.setSuppressWarnings(true);
-        out.emptyPDF();
         PageCopier copier(out);
         MergedNames names;
         OutlineBuilder outline;
@@ -331,16 +339,12 @@ public:
         constexpr int maximumObjects = 5000;
         // A page is copied once into an output: one that an earlier piece holds (intervals that
         // overlap) needs a new output.
-        last = std::min(last, pages.size());
-        const bool copiedBefore = std::any_of(pages.begin() + std::ptrdiff_t(std::min(first, last)),
-                                              pages.begin() + std::ptrdiff_t(last),
-                                              [&](auto page) {
-                                                  return m_copied.count(objectKey(page)) != 0;
-                                              });
+        const bool copiedBefore
+            = std::any_of(pages.begin() + std::ptrdiff_t(first),
+                          pages.begin() + std::ptrdiff_t(last),
+                          [&](auto page) { return m_copied.count(objectKey(page)) != 0; });
         if (!m_pdf || m_lastObject > maximumObjects || copiedBefore) {
-            m_pdf = std::make_unique<QPDF>();
-            m_pdf->setSuppressWarnings(true);
-            m_pdf->emptyPDF();
+            m_pdf = newOutput();
             m_lastObject = 0;
             m_copied.clear();
             return *m_pdf;
@@ -450,10 +454,7 @@ bool PDFTools::SplitPdf(PdfSource &source,
         if (!source.isOpen()) {
             // The source does not open: the output holds no pages and no attributes.
             qCWarning(lcEngine).noquote().nospace() << "Cannot open " << source.path();
-            QPDF out;
-            out.setSuppressWarnings(true);
-            out.emptyPDF();
-            writeDocument(out, destination, {});
+            writeDocument(*newOutput(), destination, {});
             result = false;
             return;
         }
