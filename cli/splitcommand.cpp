@@ -1,7 +1,6 @@
 #include "batch.h"
 #include "commands.h"
 #include "console.h"
-#include "engine/pdftools.h"
 #include "jobs/splitjob.h"
 
 #include <QDir>
@@ -97,9 +96,6 @@ int splitCommand(const QStringList &args)
     const Inputs inputs = collectInputs(parser.positionalArguments());
 
     Jobs::SplitJob job(inputs.paths, settings);
-    // The process ends with the split of one document: its end frees the parsed document faster
-    // than the split could. Many documents are freed as they are done, to keep the memory.
-    PDFTools::KeepDocumentsUntilExit(inputs.paths.size() == 1);
     return runBatch(job,
                     options,
                     {QStringLiteral("split"),

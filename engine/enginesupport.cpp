@@ -10,6 +10,7 @@
 #include <qpdf/Pipeline.hh>
 #include <qpdf/QPDFWriter.hh>
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
@@ -653,7 +654,31 @@ bool PendingOutput::commit(bool sync)
     return true;
 }
 
+namespace {
+
+std::atomic<bool> keepDocuments = false;
+
+} // namespace
+
+bool keepingDocuments()
+{
+    return keepDocuments;
+}
+
+void keepUntilExit(std::shared_ptr<void> documents)
+{
+    static std::mutex mutex;
+    static auto *kept = new std::vector<std::shared_ptr<void>>;
+    std::lock_guard lock(mutex);
+    kept->push_back(std::move(documents));
+}
+
 } // namespace Engine
+
+void PDFTools::KeepDocumentsUntilExit(bool keep)
+{
+    Engine::keepDocuments = keep;
+}
 
 thread_local FolderSyncs *FolderSyncs::s_current = nullptr;
 

@@ -153,4 +153,9 @@ private:
     QString m_error;
 };
 
+// Whether the documents parsed are left to the end of the process (PDFTools::KeepDocumentsUntilExit).
+bool keepingDocuments();
+// Leaves the documents to the end of the process: never freed.
+void keepUntilExit(std::shared_ptr<void> documents);
+
 } // namespace Engine

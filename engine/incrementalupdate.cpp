@@ -379,6 +379,15 @@ UpdatableDocument::UpdatableDocument(const QString &path, bool readPages)
 
 UpdatableDocument::~UpdatableDocument()
 {
+    if (keepingDocuments() && m_pdf) {
+        // Nothing reads from the descriptor once the document is left alone.
+        struct Parsed
+        {
+            std::shared_ptr<BlockInputSource> input;
+            std::unique_ptr<QPDF> pdf;
+        };
+        keepUntilExit(std::make_shared<Parsed>(Parsed{std::move(m_input), std::move(m_pdf)}));
+    }
     close();
 }
 

