@@ -1,14 +1,14 @@
 // One executable: with a subcommand it runs headless, without one (or with documents) it opens
-// the launcher. The windows and the subcommands that draw live in the graphical module, loaded
-// only for them.
+// the launcher. The windows and the subcommands that draw live in modules, loaded only for them.
 
 #include "cli/commandline.h"
 #include "moduleloader.h"
 
 int main(int argc, char **argv)
 {
-    if (Cli::wantsCommandLine(argc, argv, ModuleLoader::commandLineExtensions)) {
-        return Cli::run(argc, argv, ModuleLoader::commandLineExtensions);
+    const Cli::ExtensionLoader extensions = ModuleLoader::commandLineExtensions(argc, argv);
+    if (Cli::wantsCommandLine(argc, argv, extensions)) {
+        return Cli::run(argc, argv, extensions);
     }
     return ModuleLoader::launcher(argc, argv);
 }

@@ -5,9 +5,14 @@
 class QRectF;
 class QString;
 
-// What another part of the program adds to the command line: the subcommands that draw (render,
-// watermark, the previews) live in the graphical module, which the executable loads only when
-// one of them is asked for, so that the other subcommands start with Qt Core alone.
+namespace Jobs {
+struct WatermarkSettings;
+}
+
+// What the modules add to the command line. The subcommands that draw live in modules the
+// executable loads only when one of them is asked for, so that the others start with Qt Core
+// alone: the watermark's runs in the drawing module (Qt Gui), the page images (render, the
+// previews) in the graphical module with the windows (Qt Widgets and QtPdf as well).
 namespace Cli {
 
 struct Subcommand
@@ -22,11 +27,18 @@ struct Extensions
 {
     const Subcommand *subcommands;
     int count;
-    // Lines of `quire --help` for the subcommands above.
+    // Lines of `quire --help` for the subcommands of the modules (the graphical module's has
+    // every module's).
     const char *usage;
     // crop --preview: the crop rectangle (points, crop coordinates) drawn on the page, written
     // as PNG; the exit status.
     int (*cropPreview)(const QString &path, qint64 page, const QRectF &rect, const QString &output);
+    // watermark --preview: the page with the watermark of the settings, written as PNG; the exit
+    // status.
+    int (*watermarkPreview)(const QString &path,
+                            qint64 page,
+                            const Jobs::WatermarkSettings &settings,
+                            const QString &output);
 };
 
 // Gives the extensions, loading them on first use; null, with the reason on stderr, when they

@@ -1,5 +1,5 @@
-// The graphical module's entry points: the launcher, and the subcommands that draw, which it
-// adds to the command line.
+// The graphical module's entry points: the launcher, and the subcommands that make page images,
+// which it adds to the command line.
 
 #include "app/viewcontroller.h"
 #include "app/widgetalerts.h"
@@ -9,7 +9,6 @@
 #include "imagecommands.h"
 
 #include <QApplication>
-#include <QGuiApplication>
 #include <QIcon>
 #include <QThreadPool>
 
@@ -22,26 +21,8 @@ int render(int argc, char **argv)
     return Cli::runCommand("render", Cli::renderCommand);
 }
 
-int watermark(int argc, char **argv)
-{
-    // The watermark draws text: fonts need a (headless) graphical application. Starting its
-    // platform plugin, Qt warns on stderr when XDG_RUNTIME_DIR is unset (cron jobs,
-    // containers); a headless run has no use for that folder.
-    static QtMessageHandler previous = nullptr;
-    previous = qInstallMessageHandler(
-        [](QtMsgType type, const QMessageLogContext &context, const QString &message) {
-            if (!message.startsWith(QLatin1String("QStandardPaths: XDG_RUNTIME_DIR"))) {
-                previous(type, context, message);
-            }
-        });
-    QGuiApplication app(argc, argv);
-    qInstallMessageHandler(previous);
-    return Cli::runCommand("watermark", Cli::watermarkCommand);
-}
-
 const Cli::Subcommand subcommands[] = {
     {"render", render},
-    {"watermark", watermark},
 };
 
 const Cli::Extensions extensions{
@@ -52,6 +33,7 @@ const Cli::Extensions extensions{
     "                  [--name TEMPLATE] [--profile FILE] INPUT...\n"
     "  quire watermark [text and image options] --preview N -o OUT.png FILE\n",
     Cli::writeCropPreview,
+    Cli::writeWatermarkPreview,
 };
 
 } // namespace

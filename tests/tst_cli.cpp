@@ -533,7 +533,7 @@ void TestCli::help()
 namespace {
 
 const Cli::Subcommand extensionSubcommands[] = {{"render", nullptr}};
-const Cli::Extensions extensions{extensionSubcommands, 1, "", nullptr};
+const Cli::Extensions extensions{extensionSubcommands, 1, "", nullptr, nullptr};
 const Cli::Extensions *loadExtensions()
 {
     return &extensions;

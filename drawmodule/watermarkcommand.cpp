@@ -1,10 +1,10 @@
+#include "watermarkcommand.h"
+
 #include "cli/batch.h"
 #include "cli/commands.h"
 #include "cli/console.h"
 #include "drawing/watermarklayers.h"
-#include "imagecommands.h"
 #include "jobs/documentjobs.h"
-#include "preview/imagetools.h"
 
 #include <QColor>
 #include <QDir>
@@ -186,8 +186,11 @@ void addWatermarkOptions(QCommandLineParser &parser)
                       QStringLiteral("OUT.png")});
 }
 
-// --preview N -o OUT.png FILE: the page as the Watermark window previews it.
-int writePreview(const QCommandLineParser &parser, const Jobs::WatermarkSettings &settings)
+// --preview N -o OUT.png FILE: the page as the Watermark window previews it, drawn by the
+// graphical module (the page image needs QtPdf).
+int writePreview(const QCommandLineParser &parser,
+                 const Jobs::WatermarkSettings &settings,
+                 ExtensionLoader graphical)
 {
     const QString output = readOutputImage(parser);
     const qint64 page = readPageNumber(parser, option("preview"));
@@ -196,19 +199,13 @@ int writePreview(const QCommandLineParser &parser, const Jobs::WatermarkSettings
     }
     const QString path
         = QDir::cleanPath(QFileInfo(parser.positionalArguments().front()).absoluteFilePath());
-    const QImage image = ImageTools::DrawWatermarkPreview(path, page, settings);
-    if (image.isNull()) {
-        if (!explainMissingPage(path, page)) {
-            printError(QStringLiteral("cannot preview page %1 of %2").arg(page).arg(path));
-        }
-        return ExitFailure;
-    }
-    return writeImage(image, output) ? ExitSuccess : ExitFailure;
+    const Extensions *pages = graphical ? graphical() : nullptr;
+    return pages ? pages->watermarkPreview(path, page, settings, output) : ExitFailure;
 }
 
 } // namespace
 
-int watermarkCommand(const QStringList &args)
+int watermarkCommand(const QStringList &args, ExtensionLoader graphical)
 {
     QCommandLineParser parser;
     parser.addOption({{QStringLiteral("d"), QStringLiteral("directory")},
@@ -233,7 +230,7 @@ int watermarkCommand(const QStringList &args)
     }
     const Jobs::WatermarkSettings settings = checked(readSettings(parser));
     if (parser.isSet(option("preview"))) {
-        return writePreview(parser, settings);
+        return writePreview(parser, settings, graphical);
     }
     if (parser.isSet(QStringLiteral("o"))) {
         throw UsageError{QStringLiteral("-o goes with --preview; a run writes into -d DIR")};

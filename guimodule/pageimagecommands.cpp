@@ -3,6 +3,7 @@
 #include "cli/console.h"
 #include "drawing/pngfile.h"
 #include "imagecommands.h"
+#include "jobs/watermarksettings.h"
 #include "preview/imagetools.h"
 
 #include <QDir>
@@ -64,6 +65,21 @@ int writeCropPreview(const QString &path, qint64 page, const QRectF &rect, const
         path, page, rect.x(), rect.y(), rect.width(), rect.height());
     if (image.isNull()) {
         printError(QStringLiteral("cannot render page %1 of %2").arg(page).arg(path));
+        return ExitFailure;
+    }
+    return writeImage(image, output) ? ExitSuccess : ExitFailure;
+}
+
+int writeWatermarkPreview(const QString &path,
+                          qint64 page,
+                          const Jobs::WatermarkSettings &settings,
+                          const QString &output)
+{
+    const QImage image = ImageTools::DrawWatermarkPreview(path, page, settings);
+    if (image.isNull()) {
+        if (!explainMissingPage(path, page)) {
+            printError(QStringLiteral("cannot preview page %1 of %2").arg(page).arg(path));
+        }
         return ExitFailure;
     }
     return writeImage(image, output) ? ExitSuccess : ExitFailure;
