@@ -159,7 +159,7 @@ int run(int argc, char **argv, ExtensionLoader extensionLoader)
         }
     } else {
         // Without them the command line cannot tell an unknown name from one of theirs.
-        std::fprintf(stderr, "quire: cannot run \"%s\" without the graphical module\n", first);
+        std::fprintf(stderr, "quire: cannot run \"%s\" without the module that holds it\n", first);
         return ExitFailure;
     }
     std::fprintf(stderr, "quire: unknown subcommand \"%s\" (see quire --help)\n", first);
