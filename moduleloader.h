@@ -8,7 +8,7 @@
 // - the graphical module (quire-gui.so): the launcher with its windows, and the subcommands
 //   that make page images (render, the previews), with Qt Widgets and QtPdf;
 // - the drawing module (quire-draw.so): the watermark's runs, with Qt Gui alone, which loads in
-//   half the time.
+//   less than half the time.
 namespace ModuleLoader {
 
 // Opens the launcher and returns the application's exit status; 1 when the graphical module
